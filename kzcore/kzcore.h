@@ -1,0 +1,5 @@
+// KzCore: the foundation library of the Kz GIS family. Including this header gives every public
+// part of the library.
+#pragma once
+
+#include <kzcore/pal/pal.h>

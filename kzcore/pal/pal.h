@@ -1,0 +1,18 @@
+// The platform layer: the Win32, COM and OLE operations the library is written against, with
+// their documented Windows behaviour, on Linux. The rest of the library includes this header and
+// never tests the operating system itself.
+#pragma once
+
+#include <kzcore/pal/bstr.h>
+#include <kzcore/pal/com.h>
+#include <kzcore/pal/export.h>
+#include <kzcore/pal/format.h>
+#include <kzcore/pal/guid.h>
+#include <kzcore/pal/memory.h>
+#include <kzcore/pal/module.h>
+#include <kzcore/pal/stream.h>
+#include <kzcore/pal/sync.h>
+#include <kzcore/pal/types.h>
+#include <kzcore/pal/ui.h>
+#include <kzcore/pal/variant.h>
+#include <kzcore/pal/wide.h>
