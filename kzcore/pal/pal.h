@@ -8,6 +8,7 @@
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
 #include <kzcore/pal/guid.h>
+#include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>
 #include <kzcore/pal/module.h>
 #include <kzcore/pal/stream.h>
