@@ -6,9 +6,19 @@
 //   size_t n = wcslen(u"Roads");                  // 5
 //   const WCHAR *hit = wcsstr(u"a/b/c", u"/c");   // points at "/c"
 //   int c = _wcsicmp(u"ABC", u"abc");             // 0
+//
+// A null destination passed as a literal must be typed, as both families accept a pointer:
+// mbstowcs(static_cast<WCHAR *>(nullptr), text, 0).
 #pragma once
 
+// The standard headers come first: namespace std takes the C library's functions by
+// using-declarations, which must see only the C versions (std::stol takes &std::wcstol).
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <cwctype>
+#include <string>
 
 #include <kzcore/pal/types.h>
 
