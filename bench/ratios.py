@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the benchmark program and prints each pair as a ratio.
+"""Runs the benchmark program and prints each pair as a ratio (medians when repeated).
 
 Benchmarks come in pairs named "<pair>/kz" (the library) and "<pair>/ref" (the reference); any
 arguments after the side stay part of the pair's name. The ratio is reference time / library time:
@@ -19,9 +19,13 @@ def main():
     print(f"# {ctx.get('host_name', '?')}: {ctx['num_cpus']} cpus at {ctx['mhz_per_cpu']} MHz, "
           f"{ctx.get('library_build_type', '?')} benchmark library, {ctx['date']}")
     times, singles = {}, []
-    for b in runs["benchmarks"]:
-        if b.get("run_type") == "aggregate":
-            continue
+    benches = runs["benchmarks"]
+    # With repetitions, the median of each benchmark stands for it.
+    if any(b.get("aggregate_name") == "median" for b in benches):
+        benches = [dict(b, name=b["run_name"]) for b in benches if b.get("aggregate_name") == "median"]
+    else:
+        benches = [b for b in benches if b.get("run_type") != "aggregate"]
+    for b in benches:
         parts = b["name"].split("/")
         if len(parts) >= 2 and parts[1] in ("kz", "ref"):
             key = "/".join([parts[0]] + parts[2:])

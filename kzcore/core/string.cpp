@@ -21,9 +21,6 @@ constexpr ULONG kHeaderBytes = 12;
 constexpr ULONG kSmallestBlock = 76;  // header, 31 units and the terminator
 constexpr ULONG kFirstGrowth = 268;   // header, 127 units and the terminator
 
-// Bytes of a block for `length` units: room for at least 31 units, the header and a terminator.
-std::uint64_t Need(std::uint64_t length) { return std::max<std::uint64_t>(length, 31) * 2 + 14; }
-
 bool DoubleByteLanguage(USHORT language) {
   return language == LANG_CHINESE || language == LANG_JAPANESE || language == LANG_KOREAN;
 }
@@ -35,7 +32,17 @@ const WCHAR kTrimSet[] = {u' ', u'\t', u'\n', 0};
 // ---------------------------------------------------------------------------------------------
 // Blocks
 
-void String::FreeBlock(WCHAR *text) { ::operator delete(Header(text)); }
+namespace {
+
+void *AllocateBlock(std::size_t bytes) {
+  void *p = std::malloc(bytes);
+  if (p == nullptr) throw std::bad_alloc();
+  return p;
+}
+
+}  // namespace
+
+void String::FreeBlock(WCHAR *text) { std::free(Header(text)); }
 
 bool String::InBlock(const void *p) const {
   auto *begin = reinterpret_cast<const char *>(Header(m_pchData));
@@ -56,7 +63,20 @@ void String::CreateStringData(ULONG length, bool keep, ULONG start) {
     // A string leaving a block grows: to 268 bytes first, then by half again.
     if (old_capacity != 0) need = need < kFirstGrowth ? kFirstGrowth : need + need / 2;
     if (need > 0xFFFFFFFFu) throw std::bad_alloc();
-    block = static_cast<BlockHeader *>(::operator new(static_cast<std::size_t>(need)));
+    if (old != nullptr && old->refs == 1 && keep && start == 0) {
+      // Growing an unshared block that keeps its text from the start: the same result as a new
+      // block with the units carried over, but a large block can grow where it lies.
+      block = static_cast<BlockHeader *>(std::realloc(old, static_cast<std::size_t>(need)));
+      if (block == nullptr) throw std::bad_alloc();  // the old block is still this string's
+      block->capacity = static_cast<ULONG>(need);
+      WCHAR *text = reinterpret_cast<WCHAR *>(block + 1);
+      block->length = std::min(block->length, length);
+      text[block->length] = 0;
+      text[length] = 0;
+      m_pchData = text;
+      return;
+    }
+    block = static_cast<BlockHeader *>(AllocateBlock(static_cast<std::size_t>(need)));
     block->refs = 1;
     block->capacity = static_cast<ULONG>(need);
     block->length = 0;
@@ -91,7 +111,7 @@ void String::CreateStringData(ULONG length, bool keep, ULONG start) {
   text[length] = 0;  // whatever the length is; the units in between are the caller's to write
 
   m_pchData = text;
-  if (old != nullptr && --old->refs == 0) ::operator delete(old);
+  if (old != nullptr && --old->refs == 0) std::free(old);
 }
 
 // The empty rule of Empty and operator=(WCHAR): keep an unshared block of at least the smallest
@@ -104,13 +124,13 @@ void String::EmptyBlock() {
     return;
   }
   const ULONG size = old == nullptr ? kSmallestBlock : kFirstGrowth;
-  auto *block = static_cast<BlockHeader *>(::operator new(size));
+  auto *block = static_cast<BlockHeader *>(AllocateBlock(size));
   block->refs = 1;
   block->capacity = size;
   block->length = 0;
   m_pchData = reinterpret_cast<WCHAR *>(block + 1);
   m_pchData[0] = 0;
-  if (old != nullptr && --old->refs == 0) ::operator delete(old);
+  if (old != nullptr && --old->refs == 0) std::free(old);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -262,7 +282,7 @@ String &String::operator+=(const char *text) {
   return *this;
 }
 
-String &String::operator+=(WCHAR unit) {
+String &String::AppendUnit(WCHAR unit) {
   if (unit == 0) return *this;
   const ULONG length = GetLength();
   CreateStringData(length + 1, true, 0);

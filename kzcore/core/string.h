@@ -83,7 +83,20 @@ class KZ_API String {
   // unshared.
   String &operator+=(const WCHAR *text);
   String &operator+=(const char *text);
-  String &operator+=(WCHAR unit);
+  String &operator+=(WCHAR unit) {
+    // The common case inline: an unshared block with room takes the unit where it is, exactly as
+    // the general path would leave it.
+    BlockHeader *h = Header(m_pchData);
+    const ULONG length = h->length;
+    // Every block holds at least 31 units, so room for length + 1 units is 2 * length + 16 bytes.
+    if (unit != 0 && h->refs == 1 && length < 0x7FFFFFF0u && length * 2 + 16 <= h->capacity) {
+      m_pchData[length] = unit;
+      m_pchData[length + 1] = 0;
+      h->length = length + 1;
+      return *this;
+    }
+    return AppendUnit(unit);
+  }
   // Appends up to `count` units from source + start, stopping at a 0 unit. A null source, or one
   // whose first unit is 0, leaves the string untouched.
   void AppendN(const WCHAR *source, LONG start, LONG count);
@@ -169,6 +182,9 @@ class KZ_API String {
     return reinterpret_cast<BlockHeader *>(const_cast<WCHAR *>(text)) - 1;
   }
   static void FreeBlock(WCHAR *text);
+  // Bytes of a block for `length` units: room for at least 31 units, the header and a terminator.
+  static constexpr std::uint64_t Need(std::uint64_t length) { return (length > 31 ? length : 31) * 2 + 14; }
+  String &AppendUnit(WCHAR unit);
   // Prepares a block for `length` units: see string.cpp.
   void CreateStringData(ULONG length, bool keep, ULONG start);
   void SetLengthImpl(ULONG length) { Header(m_pchData)->length = length; }

@@ -1,5 +1,7 @@
 #include <kzcore/pal/format.h>
 
+#include <charconv>
+
 #include <locale.h>
 
 #include <algorithm>
@@ -491,23 +493,35 @@ void FormatFloat(Sink &out, const Spec &spec, double v) {
     precision = kMaxFloatDigits;
   }
 
-  char format[24];
-  char *f = format;
-  *f++ = '%';
-  if (spec.alt) *f++ = '#';
-  if (spec.plus) *f++ = '+';
-  else if (spec.space) *f++ = ' ';
-  if (precision >= 0) f += std::snprintf(f, 12, ".%d", precision);
-  *f++ = conversion;
-  *f = 0;
-
   char body[kMaxFloatDigits + 400];
-  int written;
-  {
+  std::size_t n;
+  if (!hex && !spec.alt) {
+    // to_chars gives the same correctly rounded digits as printf for e, f and g, without a format
+    // to parse or a locale to switch; it only leaves the sign flags and upper case to us.
+    char *p = body;
+    if (!std::signbit(v) && (spec.plus || spec.space)) *p++ = spec.plus ? '+' : ' ';
+    const std::chars_format kind = conversion == 'f' || conversion == 'F'   ? std::chars_format::fixed
+                                   : conversion == 'e' || conversion == 'E' ? std::chars_format::scientific
+                                                                            : std::chars_format::general;
+    p = std::to_chars(p, body + sizeof body, v, kind, precision < 0 ? 6 : precision).ptr;
+    if (conversion == 'E' || conversion == 'G' || conversion == 'F')
+      for (char *c = body; c != p; ++c)
+        if (*c >= 'a' && *c <= 'z') *c = static_cast<char>(*c - 32);
+    n = static_cast<std::size_t>(p - body);
+  } else {
+    char format[24];
+    char *f = format;
+    *f++ = '%';
+    if (spec.alt) *f++ = '#';
+    if (spec.plus) *f++ = '+';
+    else if (spec.space) *f++ = ' ';
+    if (precision >= 0) f += std::snprintf(f, 12, ".%d", precision);
+    *f++ = conversion;
+    *f = 0;
     ClassicLocaleScope classic;
-    written = std::snprintf(body, sizeof body, format, v);
+    const int written = std::snprintf(body, sizeof body, format, v);
+    n = written < 0 ? 0 : std::min(static_cast<std::size_t>(written), sizeof body - 1);
   }
-  const std::size_t n = written < 0 ? 0 : std::min(static_cast<std::size_t>(written), sizeof body - 1);
 
   // Extra zeros go where the digits end: before the exponent, or at the end of a fixed form.
   std::size_t digits_end = n;

@@ -2,7 +2,12 @@
 
 #include <unicode/uchar.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <cerrno>
+#include <cstdint>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -10,11 +15,43 @@
 #include <type_traits>
 #include <locale.h>
 
-std::size_t wcslen(const WCHAR *s) {
-  const WCHAR *p = s;
-  while (*p) ++p;
-  return static_cast<std::size_t>(p - s);
+namespace {
+
+// The first unit at or after s that is `c` or 0. Text scans are the hot path of String, so this
+// reads 16 bytes at a time from aligned addresses: an aligned block never crosses a page, so no
+// read reaches a page the string does not touch. The bytes of the first block before s are masked
+// off. The reads outside the string's own bytes are deliberate, hence no address checking here.
+#if defined(__SSE2__)
+__attribute__((no_sanitize_address)) const WCHAR *FindUnitOrEnd(const WCHAR *s, WCHAR c) {
+  const auto address = reinterpret_cast<std::uintptr_t>(s);
+  if (address & 1) {
+    while (*s != c && *s != 0) ++s;
+    return s;
+  }
+  const __m128i wanted = _mm_set1_epi16(static_cast<short>(c));
+  const __m128i zero = _mm_setzero_si128();
+  const auto *block = reinterpret_cast<const __m128i *>(address & ~std::uintptr_t{15});
+  __m128i x = _mm_load_si128(block);
+  unsigned mask = static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(x, wanted), _mm_cmpeq_epi16(x, zero))));
+  mask &= ~0u << (address & 15);
+  while (mask == 0) {
+    x = _mm_load_si128(++block);
+    mask = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(x, wanted), _mm_cmpeq_epi16(x, zero))));
+  }
+  return reinterpret_cast<const WCHAR *>(reinterpret_cast<const char *>(block) + __builtin_ctz(mask));
 }
+#else
+const WCHAR *FindUnitOrEnd(const WCHAR *s, WCHAR c) {
+  while (*s != c && *s != 0) ++s;
+  return s;
+}
+#endif
+
+}  // namespace
+
+std::size_t wcslen(const WCHAR *s) { return static_cast<std::size_t>(FindUnitOrEnd(s, 0) - s); }
 
 std::size_t wcsnlen(const WCHAR *s, std::size_t max) {
   std::size_t n = 0;
@@ -57,10 +94,8 @@ int wcsncmp(const WCHAR *a, const WCHAR *b, std::size_t n) {
 }
 
 const WCHAR *wcschr(const WCHAR *s, WCHAR c) {
-  for (;; ++s) {
-    if (*s == c) return s;
-    if (*s == 0) return nullptr;
-  }
+  const WCHAR *hit = FindUnitOrEnd(s, c);
+  return *hit == c ? hit : nullptr;
 }
 WCHAR *wcschr(WCHAR *s, WCHAR c) { return const_cast<WCHAR *>(wcschr(static_cast<const WCHAR *>(s), c)); }
 
