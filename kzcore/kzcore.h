@@ -3,3 +3,9 @@
 #pragma once
 
 #include <kzcore/pal/pal.h>
+#include <kzcore/core/frame.h>
+#include <kzcore/core/locale.h>
+#include <kzcore/core/report_error.h>
+#include <kzcore/core/thread_values.h>
+#include <kzcore/core/unknown.h>
+#include <kzcore/platform/object_creation.h>

@@ -70,6 +70,7 @@ constexpr DWORD CLSCTX_ALL = 0x17;
 constexpr DWORD CLSCTX_SERVER = 0x15;
 constexpr DWORD REGCLS_SINGLEUSE = 0;
 constexpr DWORD REGCLS_MULTIPLEUSE = 1;
+constexpr HRESULT CO_E_OBJNOTREG = static_cast<HRESULT>(0x800401FB);
 
 
 // The thread's error object: one slot per thread, holding a reference.
@@ -78,14 +79,30 @@ KZ_API HRESULT GetErrorInfo(ULONG reserved, IErrorInfo **out);
 KZ_API HRESULT SetErrorInfo(ULONG reserved, IErrorInfo *info);
 
 // In-process class registry. A module registers a factory for a class identifier; creation finds
-// it there. Registration holds a reference on the factory until revoked.
+// it there. Registration holds a reference on the factory until revoked. When a class is
+// registered more than once, the latest live registration whose context meets the requested one
+// answers; a REGCLS_SINGLEUSE registration answers once and then no more.
+//
+//   DWORD cookie;
+//   CoRegisterClassObject(CLSID_Roads, factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie);
+//   IRoads *roads;
+//   CoCreateInstance(CLSID_Roads, nullptr, CLSCTX_ALL, KZ_IID(IRoads), (void **)&roads);
+//   ...
+//   CoRevokeClassObject(cookie);
+//
+// An unknown class gives REGDB_E_CLASSNOTREG. Aggregation is the factory's decision: it answers
+// CLASS_E_NOAGGREGATION itself when it refuses an outer object.
 KZ_API HRESULT CoRegisterClassObject(REFCLSID clsid, IUnknown *factory, DWORD context, DWORD flags,
                                      DWORD *cookie);
+// CO_E_OBJNOTREG for a cookie that is not registered (or was revoked already).
 KZ_API HRESULT CoRevokeClassObject(DWORD cookie);
 KZ_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void *server_info, REFIID riid,
                                 void **ppv);
 KZ_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown *outer, DWORD context, REFIID riid,
                                 void **ppv);
+// The programmatic identifier of a class, as task memory the caller frees with CoTaskMemFree.
+// Linux: no class has one yet; every class gives REGDB_E_CLASSNOTREG.
+KZ_API HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR *prog_id);
 // Puts an object in its running state; in-process objects already are, so this succeeds for any
 // non-null object.
 KZ_API HRESULT OleRun(IUnknown *object);
