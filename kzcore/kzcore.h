@@ -6,6 +6,7 @@
 #include <kzcore/core/frame.h>
 #include <kzcore/core/locale.h>
 #include <kzcore/core/report_error.h>
+#include <kzcore/core/string.h>
 #include <kzcore/core/thread_values.h>
 #include <kzcore/core/unknown.h>
 #include <kzcore/platform/object_creation.h>

@@ -1,26 +1,89 @@
-// A short walk through the library: each landed subsystem does one thing and says what it did.
+// A short walk through the library: each subsystem does one thing and says what it did.
 #include <cstdio>
+#include <thread>
 
 #include <kzcore/kzcore.h>
 
 namespace {
 
-void Say(const char *what, const WCHAR *text) {
-  char narrow[512];
-  std::size_t n = wcstombs(narrow, text, sizeof narrow - 1);
-  narrow[n == static_cast<std::size_t>(-1) ? 0 : n] = 0;
-  std::printf("%-28s %s\n", what, narrow);
+std::string Narrow(const WCHAR *text) {
+  std::string out(wcstombs(nullptr, text, 0) + 1, '\0');
+  const std::size_t n = wcstombs(out.data(), text, out.size());
+  out.resize(n == static_cast<std::size_t>(-1) ? 0 : n);
+  return out;
+}
+
+void Say(const char *topic, const String &what) { std::printf("  %-26s %s\n", topic, Narrow(what).c_str()); }
+
+void Frame() {
+  std::printf("Library frame\n");
+  WCHAR path[512];
+  GetModuleFileNameW(KzGetModuleHandle(), path, 512);
+  Say("loaded from", path);
+
+  const DWORD key = TLS_Alloc();
+  TLS_SetValue(key, 7);
+  DWORD other = 0;
+  std::thread([&] { TLS_GetValue(key, &other); }).join();
+  DWORD mine = 0;
+  TLS_GetValue(key, &mine);
+  String line;
+  line.Format(u"key %u holds %u here, %u on another thread", key, mine, other);
+  Say("per-thread values", line);
+
+  ICreateErrorInfo *create = nullptr;
+  CreateErrorInfo(&create);
+  create->SetDescription(const_cast<OLECHAR *>(u"the layer is locked"));
+  IErrorInfo *info = nullptr;
+  create->QueryInterface(&info);
+  SetErrorInfo(0, info);
+  info->Release();
+  create->Release();
+  static String captured;
+  KzSetDebugOutputSink([](const WCHAR *text) { captured += text; });
+  S_ReportErrorInfo(E_FAIL);
+  KzSetDebugOutputSink(nullptr);
+  captured.Replace(u'\n', u' ');
+  Say("debugger sees", captured);
+}
+
+void Text() {
+  std::printf("\nText\n");
+  String name(u"  Roads and Rails\r\n");
+  name.TrimLeft();
+  name.TrimRight();
+  String shown(static_cast<const WCHAR *>(name));  // a deep copy: Replace writes through sharers
+  shown.Replace(u'\r', u'↵');
+  Say("trimmed (CR is kept)", shown);
+  name.TrimRight(u'\r');
+  String copy = name;
+  String shared;
+  shared.Format(u"%s", copy == static_cast<const WCHAR *>(name) ? u"one block, two owners" : u"two blocks");
+  Say("after a copy", shared);
+  copy.MakeUpper();
+  Say("copy made upper case", copy);
+  Say("original still", name);
+  String where;
+  where.Format(u"\"rails\" at %d, whole word \"Rails\" at %d", name.FindNoCase(u"rails"),
+               name.FindWholeWord(u"Rails"));
+  Say("searches", where);
+  String number(u"-0.5");
+  String parsed;
+  parsed.Format(u"%s reads as %g", static_cast<const WCHAR *>(number), number.AsDBaseDouble());
+  Say("dBASE number", parsed);
+  String message;
+  message.FormatMessageW(u"%2 has %1!d! features", 1204, u"Parcels");
+  Say("message inserts", message);
+  String formatted;
+  formatted.Format(u"%-8s|%08.3f|%I64d|%S", u"left", 3.14159, LONGLONG{1} << 40, "narrow");
+  Say("Microsoft printf", formatted);
 }
 
 }  // namespace
 
 int main() {
   std::printf("KzCore tour\n\n");
-  BSTR b = SysAllocString(u"Parcels");
-  char line[64];
-  std::snprintf(line, sizeof line, "%u units, %u bytes", SysStringLen(b), SysStringByteLen(b));
-  std::printf("%-28s %s\n", "BSTR of \"Parcels\":", line);
-  SysFreeString(b);
-  Say("towupper of \"straße\":", u"STRAßE");
+  Frame();
+  Text();
   return 0;
 }

@@ -733,12 +733,16 @@ bool String::LoadStringW(int id, HINSTANCE instance) {
       return false;
     }
     if (size - n >= 3) {
-      buffer[n] = 0;
-      CreateStringData(static_cast<ULONG>(n), false, 0);
-      std::memcpy(m_pchData, buffer, std::size_t(n) * sizeof(WCHAR));
-      m_pchData[n] = 0;
-      SetLengthImpl(static_cast<ULONG>(n));
+      // The text goes into a block of its own size, whatever block this string had.
+      String text = Sized(static_cast<ULONG>(n));
+      std::memcpy(text.m_pchData, buffer, std::size_t(n) * sizeof(WCHAR));
       std::free(buffer);
+      if (m_pchData == nullptr) {
+        m_pchData = text.m_pchData;
+        ++Header(m_pchData)->refs;
+      } else {
+        *this = text;
+      }
       return true;
     }
     std::free(buffer);

@@ -14,6 +14,8 @@
 #include <kzcore/pal/variant.h>
 #include <kzcore/pal/wide.h>
 
+#include <kzcore/pal/module.h>
+
 #include "tests/support/memory_stream.h"
 
 namespace {
@@ -351,6 +353,32 @@ TEST(StringVariant, ChangesTheCallersVariantInPlace) {
   } catch (LONG hr) {
     EXPECT_EQ(hr, DISP_E_TYPEMISMATCH);
   }
+}
+
+// Resources of this test program: a short text, and texts around the sizes where loading grows its
+// buffer (1024 units, then 1536, then 2304).
+const std::u16string kLong1022(1022, u'L');
+const std::u16string kLong1021(1021, u'M');
+const std::u16string kLong3000(3000, u'N');
+const KzStringResource kTestStrings[] = {
+    {7001, u"Layer %s has %d features"}, {7002, kLong1022.c_str()}, {7003, kLong1021.c_str()}, {7004, kLong3000.c_str()}};
+KZ_STRING_TABLE(kTestStrings)
+
+TEST(StringResources, LoadGrowsUntilTheWholeTextFits) {
+  HMODULE self = KzModuleFromAddress(reinterpret_cast<const void *>(&kTestStrings));
+  ASSERT_NE(self, nullptr);
+  String s;
+  EXPECT_TRUE(s.LoadStringW(7002, self));  // 1022 units leave fewer than three free: read again
+  EXPECT_EQ(Text(s), kLong1022);
+  EXPECT_EQ(HeaderOf(s).capacity, Need(1022));
+  EXPECT_TRUE(s.LoadStringW(7003, self));
+  EXPECT_EQ(Text(s), kLong1021);
+  EXPECT_EQ(Text(String(7004, self)), kLong3000);
+  EXPECT_FALSE(s.LoadStringW(7999, self));
+  EXPECT_TRUE(s.IsEmpty());
+
+  s.Format(7001, self, u"Roads", 12);
+  EXPECT_EQ(Text(s), u"Layer Roads has 12 features");
 }
 
 TEST(StringFormat, EstimateCoversTheOutput) {
