@@ -3,3 +3,5 @@
 #pragma once
 
 #include <kzcore/pal/pal.h>
+#include <kzcore/numerics/empty_value.h>
+#include <kzcore/numerics/geometry/wks_point.h>

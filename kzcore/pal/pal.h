@@ -11,6 +11,7 @@
 #include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>
 #include <kzcore/pal/module.h>
+#include <kzcore/pal/point.h>
 #include <kzcore/pal/stream.h>
 #include <kzcore/pal/sync.h>
 #include <kzcore/pal/types.h>
