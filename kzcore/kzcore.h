@@ -5,3 +5,4 @@
 #include <kzcore/pal/pal.h>
 #include <kzcore/numerics/empty_value.h>
 #include <kzcore/numerics/geometry/wks_point.h>
+#include <kzcore/numerics/geometry/wks_envelope.h>
