@@ -6,3 +6,4 @@
 #include <kzcore/numerics/empty_value.h>
 #include <kzcore/numerics/geometry/wks_point.h>
 #include <kzcore/numerics/geometry/wks_envelope.h>
+#include <kzcore/numerics/random/random_generator.h>

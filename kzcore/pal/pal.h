@@ -4,6 +4,7 @@
 #pragma once
 
 #include <kzcore/pal/bstr.h>
+#include <kzcore/pal/crt_random.h>
 #include <kzcore/pal/com.h>
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
