@@ -81,13 +81,20 @@ using kz::internal::TruncateToLong;
 namespace {
 
 template <typename T>
-std::unique_ptr<T> CopyBlock(const std::unique_ptr<T> &p) {
-  return p ? std::make_unique<T>(*p) : nullptr;
+T *CopyBlock(const T *p) {
+  return p ? new T(*p) : nullptr;
 }
 
 template <typename T>
-T &Block(std::unique_ptr<T> &p) {
-  if (!p) p = std::make_unique<T>();
+void ReplaceBlock(T *&p, const T *source) {
+  T *copy = CopyBlock(source);
+  delete p;
+  p = copy;
+}
+
+template <typename T>
+T &Block(T *&p) {
+  if (!p) p = new T();
   return *p;
 }
 
@@ -97,7 +104,14 @@ constexpr double kPi = 3.141592653589793;
 }  // namespace
 
 RandomGeneratorBase::RandomGeneratorBase() = default;
-RandomGeneratorBase::~RandomGeneratorBase() = default;
+
+RandomGeneratorBase::~RandomGeneratorBase() {
+  delete normal_;
+  delete binomial_;
+  delete poisson_;
+  delete gamma_;
+  delete geometric_;
+}
 
 RandomGeneratorBase::RandomGeneratorBase(const RandomGeneratorBase &other)
     : normal_(CopyBlock(other.normal_)),
@@ -108,11 +122,11 @@ RandomGeneratorBase::RandomGeneratorBase(const RandomGeneratorBase &other)
 
 RandomGeneratorBase &RandomGeneratorBase::operator=(const RandomGeneratorBase &other) {
   if (this != &other) {
-    normal_ = CopyBlock(other.normal_);
-    binomial_ = CopyBlock(other.binomial_);
-    poisson_ = CopyBlock(other.poisson_);
-    gamma_ = CopyBlock(other.gamma_);
-    geometric_ = CopyBlock(other.geometric_);
+    ReplaceBlock(normal_, other.normal_);
+    ReplaceBlock(binomial_, other.binomial_);
+    ReplaceBlock(poisson_, other.poisson_);
+    ReplaceBlock(gamma_, other.gamma_);
+    ReplaceBlock(geometric_, other.geometric_);
   }
   return *this;
 }

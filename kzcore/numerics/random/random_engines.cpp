@@ -72,44 +72,63 @@ RandomGenerator::RandomGenerator(unsigned seed, RandomGeneratorType type) : seed
   Initialize(type, seed);
 }
 
-RandomGenerator::RandomGenerator(const RandomGenerator &other) : seed_(other.seed_), type_(other.type_) {
-  *this = other;
+namespace {
+
+// A copy of an engine with its state and caches, by its concrete type.
+RandomGeneratorBase *CopyEngine(const RandomGeneratorBase *e) {
+  if (!e) return nullptr;
+  if (auto *rand = dynamic_cast<const RandomGeneratorRAND *>(e)) return new RandomGeneratorRAND(*rand);
+  if (auto *acm = dynamic_cast<const RandomGeneratorACM599 *>(e)) return new RandomGeneratorACM599(*acm);
+  if (auto *mt = dynamic_cast<const RandomGeneratorMersenneTwister *>(e))
+    return new RandomGeneratorMersenneTwister(*mt);
+  return nullptr;
 }
+
+}  // namespace
+
+// A copy continues the same stream, independently of the source.
+RandomGenerator::RandomGenerator(const RandomGenerator &other)
+    : seed_(other.seed_), type_(other.type_), engine_(CopyEngine(other.engine_)) {}
 
 RandomGenerator &RandomGenerator::operator=(const RandomGenerator &other) {
   if (this == &other) return *this;
+  RandomGeneratorBase *copy = CopyEngine(other.engine_);
+  delete engine_;
+  engine_ = copy;
   seed_ = other.seed_;
   type_ = other.type_;
-  // The copy continues the same stream: the engine is copied with its state and caches.
-  const RandomGeneratorBase *e = other.engine_.get();
-  if (!e)
-    engine_.reset();
-  else if (auto *rand = dynamic_cast<const RandomGeneratorRAND *>(e))
-    engine_ = std::make_unique<RandomGeneratorRAND>(*rand);
-  else if (auto *acm = dynamic_cast<const RandomGeneratorACM599 *>(e))
-    engine_ = std::make_unique<RandomGeneratorACM599>(*acm);
-  else if (auto *mt = dynamic_cast<const RandomGeneratorMersenneTwister *>(e))
-    engine_ = std::make_unique<RandomGeneratorMersenneTwister>(*mt);
   return *this;
 }
 
-RandomGenerator::RandomGenerator(RandomGenerator &&other) noexcept = default;
-RandomGenerator &RandomGenerator::operator=(RandomGenerator &&other) noexcept = default;
-RandomGenerator::~RandomGenerator() = default;
+RandomGenerator::RandomGenerator(RandomGenerator &&other) noexcept
+    : seed_(other.seed_), type_(other.type_), engine_(std::exchange(other.engine_, nullptr)) {}
+
+RandomGenerator &RandomGenerator::operator=(RandomGenerator &&other) noexcept {
+  if (this != &other) {
+    delete engine_;
+    engine_ = std::exchange(other.engine_, nullptr);
+    seed_ = other.seed_;
+    type_ = other.type_;
+  }
+  return *this;
+}
+
+RandomGenerator::~RandomGenerator() { delete engine_; }
 
 void RandomGenerator::Initialize(RandomGeneratorType type, unsigned seed) {
-  engine_.reset();
+  delete engine_;
+  engine_ = nullptr;
   type_ = type;
   seed_ = seed;
   switch (type) {
     case veskRandomGeneratorStandardCRand:
-      engine_ = std::make_unique<RandomGeneratorRAND>(seed);
+      engine_ = new RandomGeneratorRAND(seed);
       break;
     case veskRandomGeneratorACM599:
-      engine_ = std::make_unique<RandomGeneratorACM599>(seed);
+      engine_ = new RandomGeneratorACM599(seed);
       break;
     case veskRandomGeneratorMersenneTwister:
-      engine_ = std::make_unique<RandomGeneratorMersenneTwister>(seed);
+      engine_ = new RandomGeneratorMersenneTwister(seed);
       break;
     default:
       break;  // not a valid type: no engine

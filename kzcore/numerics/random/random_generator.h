@@ -15,7 +15,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include <kzcore/numerics/geometry/wks_envelope.h>
 #include <kzcore/numerics/geometry/wks_point.h>
@@ -105,11 +104,13 @@ class KZ_API RandomGeneratorBase {
   ULONG RandomPoints(const WKSEnvelope &box, double minDistance, ULONG count, WKSPoint *out);
 
  private:
-  std::unique_ptr<kz::random_internal::NormalState> normal_;
-  std::unique_ptr<kz::random_internal::BinomialState> binomial_;
-  std::unique_ptr<kz::random_internal::PoissonState> poisson_;
-  std::unique_ptr<kz::random_internal::GammaState> gamma_;
-  std::unique_ptr<kz::random_internal::GeometricState> geometric_;
+  // Owned; null until first used. (Plain pointers keep <memory>, and with it <string>, out of
+  // this header.)
+  kz::random_internal::NormalState *normal_ = nullptr;
+  kz::random_internal::BinomialState *binomial_ = nullptr;
+  kz::random_internal::PoissonState *poisson_ = nullptr;
+  kz::random_internal::GammaState *gamma_ = nullptr;
+  kz::random_internal::GeometricState *geometric_ = nullptr;
 };
 
 // The C runtime's generator: (rand()+1)/32769 in (0, 1). The state word only remembers the seed.
@@ -205,7 +206,7 @@ class KZ_API RandomGenerator {
   unsigned PutSeed(unsigned seed) { return engine_ ? engine_->PutSeed(seed) : 0; }
   double Uniform01() { return engine_ ? engine_->Uniform01() : 0.0; }
   const WCHAR *Name() { return engine_ ? engine_->Name() : u""; }
-  RandomGeneratorBase *Engine() { return engine_.get(); }
+  RandomGeneratorBase *Engine() { return engine_; }
 
   double Uniform(double a, double b) { return engine_ ? engine_->Uniform(a, b) : 0.0; }
   double Exponential(double mean) { return engine_ ? engine_->Exponential(mean) : 0.0; }
@@ -259,5 +260,5 @@ class KZ_API RandomGenerator {
  private:
   unsigned seed_;
   RandomGeneratorType type_;
-  std::unique_ptr<RandomGeneratorBase> engine_;
+  RandomGeneratorBase *engine_ = nullptr;  // owned
 };
