@@ -3,10 +3,17 @@
 #pragma once
 
 #include <kzcore/pal/pal.h>
+
 #include <kzcore/core/frame.h>
 #include <kzcore/core/locale.h>
 #include <kzcore/core/report_error.h>
 #include <kzcore/core/string.h>
 #include <kzcore/core/thread_values.h>
 #include <kzcore/core/unknown.h>
+
+#include <kzcore/numerics/empty_value.h>
+#include <kzcore/numerics/geometry/wks_envelope.h>
+#include <kzcore/numerics/geometry/wks_point.h>
+#include <kzcore/numerics/random/random_generator.h>
+
 #include <kzcore/platform/object_creation.h>
