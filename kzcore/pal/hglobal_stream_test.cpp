@@ -58,7 +58,9 @@ TEST(HGlobalStream, BehavesLikeAByteStringUnderRandomOperations) {
         ASSERT_EQ(stream->Read(bytes.data(), length, &read), S_OK);
         const std::size_t want = position < model.size() ? std::min<std::size_t>(length, model.size() - position) : 0;
         ASSERT_EQ(read, want);
-        if (want > 0) ASSERT_EQ(bytes.substr(0, read), model.substr(position, want));
+        if (want > 0) {
+          ASSERT_EQ(bytes.substr(0, read), model.substr(position, want));
+        }
         position += want;
         break;
       }
