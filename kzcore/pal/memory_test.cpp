@@ -29,7 +29,9 @@ TEST(GlobalMemory, FixedBlocksAreTheirOwnAddress) {
   EXPECT_EQ(bytes[16], 0);
   EXPECT_EQ(bytes[(1 << 20) - 1], 0);
   EXPECT_EQ(GlobalSize(moved), 1u << 20);
-  if (moved != h) EXPECT_EQ(GlobalSize(h), 0u);  // the old handle is gone
+  if (moved != h) {
+    EXPECT_EQ(GlobalSize(h), 0u);  // the old handle is gone
+  }
   EXPECT_EQ(GlobalFree(moved), nullptr);
 }
 

@@ -110,7 +110,9 @@ TEST(OleDate, SystemTimesAreNormalisedAsDocumented) {
     double date = -1;
     const INT ok = SystemTimeToVariantTime(&st, &date);
     EXPECT_EQ(ok != 0, c.ok) << st.wYear << "-" << st.wMonth << "-" << st.wDay << " " << st.wHour;
-    if (c.ok) EXPECT_EQ(date, c.date) << st.wYear << "-" << st.wMonth << "-" << st.wDay;
+    if (c.ok) {
+      EXPECT_EQ(date, c.date) << st.wYear << "-" << st.wMonth << "-" << st.wDay;
+    }
   }
 }
 
@@ -196,7 +198,9 @@ TEST(OleDate, ReadsTheDocumentedTextForms) {
     double date = -12345;
     const HRESULT hr = VarDateFromStr(c.text, 1033, c.flags, &date);
     EXPECT_EQ(hr, c.hr) << std::u16string(c.text).size() << " units: case " << (&c - cases);
-    if (c.hr == S_OK) EXPECT_EQ(date, c.date) << "case " << (&c - cases);
+    if (c.hr == S_OK) {
+      EXPECT_EQ(date, c.date) << "case " << (&c - cases);
+    }
   }
 }
 

@@ -411,3 +411,24 @@ HRESULT SafeArrayRedim(SAFEARRAY *sa, SAFEARRAYBOUND *last_bound) {
   sa->rgsabound[0] = *last_bound;
   return S_OK;
 }
+
+HRESULT VectorFromBstr(BSTR text, SAFEARRAY **out) {
+  if (out == nullptr) return E_INVALIDARG;
+  *out = nullptr;
+  const UINT bytes = SysStringByteLen(text);
+  SAFEARRAY *sa = SafeArrayCreateVector(VT_UI1, 0, bytes);
+  if (sa == nullptr) return E_OUTOFMEMORY;
+  if (bytes != 0) std::memcpy(sa->pvData, text, bytes);
+  *out = sa;
+  return S_OK;
+}
+
+HRESULT BstrFromVector(SAFEARRAY *sa, BSTR *out) {
+  if (sa == nullptr || out == nullptr) return E_INVALIDARG;
+  *out = nullptr;
+  VARTYPE vt = VT_EMPTY;
+  if (sa->cDims != 1 || FAILED(SafeArrayGetVartype(sa, &vt)) || vt != VT_UI1) return DISP_E_TYPEMISMATCH;
+  const ULONG bytes = sa->rgsabound[0].cElements;
+  *out = SysAllocStringByteLen(static_cast<const char *>(sa->pvData), bytes);
+  return *out != nullptr ? S_OK : E_OUTOFMEMORY;
+}

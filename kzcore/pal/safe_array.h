@@ -73,3 +73,9 @@ KZ_API HRESULT SafeArrayCopy(SAFEARRAY *array, SAFEARRAY **out);
 KZ_API HRESULT SafeArrayCopyData(SAFEARRAY *source, SAFEARRAY *target);
 // Changes the last dimension's bounds; elements cut off are freed, new ones are zero.
 KZ_API HRESULT SafeArrayRedim(SAFEARRAY *array, SAFEARRAYBOUND *last_bound);
+
+// Byte vectors and BSTRs: the BSTR's bytes (its byte length, odd or even) as a VT_UI1 vector with
+// lower bound 0, and back. BstrFromVector takes only one-dimensional VT_UI1 arrays
+// (DISP_E_TYPEMISMATCH otherwise).
+KZ_API HRESULT VectorFromBstr(BSTR text, SAFEARRAY **out);
+KZ_API HRESULT BstrFromVector(SAFEARRAY *array, BSTR *out);

@@ -153,8 +153,14 @@ HRESULT VariantChangeTypeEx(VARIANT *dst, const VARIANT *src, LCID lcid, USHORT 
   HRESULT hr;
   if (view.vt == vt) {
     hr = VariantCopy(&result, &view);
+  } else if (view.vt == VT_BSTR && vt == (VT_ARRAY | VT_UI1)) {
+    result.vt = vt;
+    hr = VectorFromBstr(view.bstrVal, &result.parray);
+  } else if (view.vt == (VT_ARRAY | VT_UI1) && vt == VT_BSTR) {
+    result.vt = vt;
+    hr = BstrFromVector(view.parray, &result.bstrVal);
   } else if ((view.vt | vt) & VT_ARRAY) {
-    // Arrays convert only to arrays of their own type.
+    // Other arrays convert only to arrays of their own type.
     hr = DISP_E_TYPEMISMATCH;
   } else if (vt == VT_EMPTY) {
     hr = S_OK;

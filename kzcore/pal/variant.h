@@ -264,7 +264,8 @@ KZ_API HRESULT VariantCopy(VARIANT *dst, const VARIANT *src);
 // As VariantCopy, copying the value a VT_BYREF variant refers to.
 KZ_API HRESULT VariantCopyInd(VARIANT *dst, const VARIANT *src);
 // Converts to `vt` (in place when dst == src). References are followed; an object is converted
-// through its value property unless VARIANT_NOVALUEPROP; arrays convert only to their own type.
+// through its value property unless VARIANT_NOVALUEPROP; arrays convert only to their own type,
+// except that a byte array (VT_ARRAY | VT_UI1) and a BSTR convert into each other byte for byte.
 // On success dst is cleared and receives the value; on failure dst is unchanged.
 KZ_API HRESULT VariantChangeType(VARIANT *dst, const VARIANT *src, USHORT flags, VARTYPE vt);
 KZ_API HRESULT VariantChangeTypeEx(VARIANT *dst, const VARIANT *src, LCID lcid, USHORT flags, VARTYPE vt);

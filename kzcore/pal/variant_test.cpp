@@ -294,7 +294,8 @@ TEST(VariantChangeType, TextIsReadExactly) {
       {Text(u"1.7976931348623157e308"), VT_R8, OK, R8(1.7976931348623157e308)},
       {Text(u"1.7976931348623159e308"), VT_R8, OVERFLOW, kNone},
       {Text(u"3.4028235e38"), VT_R4, OK, R4(3.4028235e38f)}, {Text(u"3.5e38"), VT_R4, OVERFLOW, kNone},
-      {Text(u"$-1,000.25"), VT_R8, OK, R8(-1000.25)}, {Text(u"(1.5)"), VT_R8, OK, R8(-1.5)},
+      {Text(u"$-1,000.25"), VT_R8, OK, R8(-1000.25)}, {Text(u"($ 1.5)"), VT_R8, OK, R8(-1.5)},
+      {Text(u"1.5 $"), VT_R8, OK, R8(1.5)},      {Text(u"$1$"), VT_R8, MISMATCH, kNone},
       {Text(u"1.5-"), VT_DECIMAL, OK, Dec(15, 1, true)}, {Text(u"-1.5-"), VT_R8, MISMATCH, kNone},
       {Text(u"(-1)"), VT_R8, MISMATCH, kNone}, {Text(u"(1"), VT_R8, MISMATCH, kNone},
       {Text(u",5"), VT_R8, MISMATCH, kNone}, {Text(u"."), VT_R8, MISMATCH, kNone},
@@ -316,6 +317,7 @@ TEST(VariantChangeType, NumbersToText) {
   });
   // Locales with a decimal comma and day-first dates.
   RunConversions({{R8(1.5), VT_BSTR, OK, Text(u"1,5")}, {Text(u"1.234,5"), VT_R8, OK, R8(1234.5)},
+                  {Text(u"-1.234,50 \u20AC"), VT_CY, OK, Cy(-12345000)}, {Text(u"$1"), VT_R8, MISMATCH, kNone},
                   {Date(43102.52135416667), VT_BSTR, OK, Text(u"02.01.2018 12:30:45")}},
                  0, 1031);
   RunConversions({{Date(43102.52135416667), VT_BSTR, OK, Text(u"02/01/2018 12:30:45")}}, 0, 2057);
@@ -487,6 +489,37 @@ TEST(VariantChangeType, InPlaceFailureAndReferences) {
   EXPECT_NE(dst.parray, array.parray);
   VariantClear(&dst);
   VariantClear(&array);
+}
+
+TEST(VariantChangeType, ByteArraysAndTextConvertByteForByte) {
+  VARIANT text, bytes, back;
+  text.vt = VT_BSTR;
+  text.bstrVal = SysAllocStringByteLen("odd", 3);
+  VariantInit(&bytes);
+  VariantInit(&back);
+  ASSERT_EQ(VariantChangeType(&bytes, &text, 0, VT_ARRAY | VT_UI1), S_OK);
+  LONG upper = -1;
+  SafeArrayGetUBound(bytes.parray, 1, &upper);
+  EXPECT_EQ(upper, 2);
+  EXPECT_EQ(std::memcmp(bytes.parray->pvData, "odd", 3), 0);
+  ASSERT_EQ(VariantChangeType(&back, &bytes, 0, VT_BSTR), S_OK);
+  EXPECT_EQ(SysStringByteLen(back.bstrVal), 3u);
+  EXPECT_EQ(std::memcmp(back.bstrVal, "odd", 3), 0);
+  VariantClear(&back);
+
+  SAFEARRAYBOUND square[2] = {{2, 0}, {2, 0}};
+  VARIANT other;
+  other.vt = VT_ARRAY | VT_UI1;
+  other.parray = SafeArrayCreate(VT_UI1, 2, square);
+  EXPECT_EQ(VariantChangeType(&back, &other, 0, VT_BSTR), DISP_E_TYPEMISMATCH);
+  VariantClear(&other);
+  other.vt = VT_ARRAY | VT_I2;
+  other.parray = SafeArrayCreateVector(VT_I2, 0, 2);
+  EXPECT_EQ(VariantChangeType(&back, &other, 0, VT_BSTR), DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(VariantChangeType(&back, &text, 0, VT_ARRAY | VT_I2), DISP_E_TYPEMISMATCH);
+  VariantClear(&other);
+  VariantClear(&bytes);
+  VariantClear(&text);
 }
 
 TEST(VariantLifetime, ClearFreesWhatTheVariantOwns) {

@@ -67,12 +67,14 @@ HRESULT ParseNumber(const OLECHAR *text, const OleLocale &locale, ParsedNumber *
   while (IsSpace(*p)) ++p;
   if (p[0] == u'&' && ((p[1] | 0x20) == u'h' || (p[1] | 0x20) == u'o')) return ParseRadix(p, out);
 
+  // The currency symbol may stand apart from the number ("$ 12", "12,50 \u20AC").
   bool currency = false, sign = false, paren = false;
   for (;;) {
     if (!currency) {
       if (int n = MatchSymbol(p, locale.currency)) {
         currency = true;
         p += n;
+        while (IsSpace(*p)) ++p;
         continue;
       }
     }
@@ -132,9 +134,11 @@ HRESULT ParseNumber(const OLECHAR *text, const OleLocale &locale, ParsedNumber *
 
   for (;;) {
     if (!currency) {
-      if (int n = MatchSymbol(p, locale.currency)) {
+      const OLECHAR *q = p;
+      while (IsSpace(*q)) ++q;
+      if (int n = MatchSymbol(q, locale.currency)) {
         currency = true;
-        p += n;
+        p = q + n;
         continue;
       }
     }
