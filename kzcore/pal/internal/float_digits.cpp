@@ -90,10 +90,10 @@ void ShortDigits(double value, int count, DecimalDigits *out) {
     RoundDigits(out, count);
     return;
   }
-  ReadScientific(text, out);
+  ReadScientific(text, out);  // sets the point (and handles zero)
   out->negative = std::signbit(value);
   if (out->count > count) {
-    // ReadScientific may have dropped zeros; re-read the kept digits' rounding from the 17 digits.
+    // Round from all 17 digits: ReadScientific dropped the trailing zeros.
     out->count = 17;
     std::memcpy(out->digits, digits, 17);
     RoundDigits(out, count);
