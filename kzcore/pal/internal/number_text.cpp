@@ -220,9 +220,14 @@ HRESULT ParsedToDecimal(const ParsedNumber &n, DECIMAL *out) {
     SetDecimal(out, n.bits, 0, false);
     return S_OK;
   }
+  int scale = n.exponent < 0 ? -n.exponent : 0;
+  if (n.count == 0) {
+    // Zero, with the scale written ("0.00"), whatever its exponent.
+    SetDecimal(out, 0, scale > kDecimalMaxScale ? kDecimalMaxScale : scale, false);
+    return S_OK;
+  }
   const int whole = n.count + n.exponent;
   if (whole > 29) return DISP_E_OVERFLOW;
-  int scale = n.exponent < 0 ? -n.exponent : 0;
   // Keep as many digits as the mantissa and the scale limit allow, then round the rest away.
   int keep = n.count;
   if (scale > kDecimalMaxScale) {
