@@ -209,7 +209,7 @@ std::string CompareText(const std::string &expected, BSTR got) {
   return "";
 }
 
-TEST(OleOracle, TextToValues) {
+TEST(OleReference, TextToValues) {
   RunSection("VCT_BSTR_TO", [](const Row &row) -> std::string {
     VARIANT src, dst;
     VariantInit(&dst);
@@ -262,7 +262,7 @@ VARIANT SourceOf(const std::string &input) {
   return v;
 }
 
-TEST(OleOracle, ValuesToText) {
+TEST(OleReference, ValuesToText) {
   RunSection("VCT_TO_BSTR", [](const Row &row) -> std::string {
     VARIANT src = SourceOf(row.input), dst;
     VariantInit(&dst);
@@ -277,7 +277,7 @@ TEST(OleOracle, ValuesToText) {
   });
 }
 
-TEST(OleOracle, VarBstrFromR8) {
+TEST(OleReference, VarBstrFromR8) {
   RunSection("VarBstrFromR8", [](const Row &row) -> std::string {
     const LCID lcid = static_cast<LCID>(Field(row.params, "lcid"));
     const ULONG flags = row.params.find("LOCALE_NOUSEROVERRIDE") != std::string::npos ? LOCALE_NOUSEROVERRIDE : 0;
@@ -301,11 +301,11 @@ std::string CheckTextToDouble(const Row &row, Parse parse) {
   return "";
 }
 
-TEST(OleOracle, VarR8FromStr) {
+TEST(OleReference, VarR8FromStr) {
   RunSection("VarR8FromStr", [](const Row &row) { return CheckTextToDouble(row, VarR8FromStr); });
 }
 
-TEST(OleOracle, VarDateFromStr) {
+TEST(OleReference, VarDateFromStr) {
   RunSection("VarDateFromStr", [](const Row &row) { return CheckTextToDouble(row, VarDateFromStr); });
 }
 
@@ -319,15 +319,15 @@ std::string CheckDigits(const Row &row, Convert convert) {
   return got == row.value ? "" : got;
 }
 
-TEST(OleOracle, Ecvt) {
+TEST(OleReference, Ecvt) {
   RunSection("_ecvt", [](const Row &row) { return CheckDigits(row, _ecvt); });
 }
 
-TEST(OleOracle, Fcvt) {
+TEST(OleReference, Fcvt) {
   RunSection("_fcvt", [](const Row &row) { return CheckDigits(row, _fcvt); });
 }
 
-TEST(OleOracle, SystemTimeToVariantTime) {
+TEST(OleReference, SystemTimeToVariantTime) {
   RunSection("SystemTimeToVariantTime", [](const Row &row) -> std::string {
     int year, month, day, hour, minute, second, millisecond;
     std::sscanf(row.input.c_str(), "%d-%d-%d %d:%d:%d.%d", &year, &month, &day, &hour, &minute, &second,
@@ -344,7 +344,7 @@ TEST(OleOracle, SystemTimeToVariantTime) {
   });
 }
 
-TEST(OleOracle, VariantTimeToSystemTime) {
+TEST(OleReference, VariantTimeToSystemTime) {
   RunSection("VariantTimeToSystemTime", [](const Row &row) -> std::string {
     SYSTEMTIME st{};
     const INT ok = VariantTimeToSystemTime(BracketDouble(row.input), &st);
@@ -358,7 +358,7 @@ TEST(OleOracle, VariantTimeToSystemTime) {
   });
 }
 
-TEST(OleOracle, SysString) {
+TEST(OleReference, SysString) {
   RunSection("SysString", [](const Row &row) -> std::string {
     auto lengths = [](BSTR b) {
       return "len=" + std::to_string(SysStringLen(b)) + " bytelen=" + std::to_string(SysStringByteLen(b));
