@@ -186,12 +186,15 @@ TEST(OleDate, ReadsTheDocumentedTextForms) {
       {u"13/13/2018", DISP_E_TYPEMISMATCH, 0, 0},
       {u"1/2/2018 24:00", DISP_E_TYPEMISMATCH, 0, 0},
       {u"12:60", DISP_E_TYPEMISMATCH, 0, 0},
+      {u"12:3000000000000", DISP_E_TYPEMISMATCH, 0, 0},
       {u"13:00 PM", DISP_E_TYPEMISMATCH, 0, 0},
       {u"1/2/3/4", DISP_E_TYPEMISMATCH, 0, 0},
       {u"1/1/99999", DISP_E_TYPEMISMATCH, 0, 0},
       {u"", DISP_E_TYPEMISMATCH, 0, 0},
       {u"12", DISP_E_TYPEMISMATCH, 0, 0},
       {u"/1/2/2018", DISP_E_TYPEMISMATCH, 0, 0},
+      {u"1//2/2018", DISP_E_TYPEMISMATCH, 0, 0},
+      {u"1/2/2018/", DISP_E_TYPEMISMATCH, 0, 0},
       {u"Smarch 2, 2018", DISP_E_TYPEMISMATCH, 0, 0},
   };
   for (const auto &c : cases) {

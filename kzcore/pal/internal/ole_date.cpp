@@ -131,6 +131,7 @@ HRESULT ParseDateText(const OLECHAR *text, LCID lcid, ULONG flags, double *out) 
   int month = 0;
   int hour = -1, minute = 0, second = 0;
   int meridiem = 0;  // 1 AM, 2 PM
+  // A separator stands between two parts: not first, not last, not twice in a row.
   bool last_was_number = false, after_element = false;
 
   const OLECHAR *p = text;
@@ -155,7 +156,8 @@ HRESULT ParseDateText(const OLECHAR *text, LCID lcid, ULONG flags, double *out) 
         while (*p == u':' && got < 2) {
           ++p;
           int digits = 0, value = 0;
-          for (; IsDigit(*p); ++p, ++digits) value = value * 10 + (*p - u'0');
+          for (; IsDigit(*p); ++p, ++digits)
+            if (digits < 2) value = value * 10 + (*p - u'0');
           if (digits == 0 || digits > 2) return DISP_E_TYPEMISMATCH;
           parts[got++] = value;
         }
@@ -202,10 +204,12 @@ HRESULT ParseDateText(const OLECHAR *text, LCID lcid, ULONG flags, double *out) 
         after_element) {
       ++p;
       last_was_number = false;
+      after_element = false;
       continue;
     }
     return DISP_E_TYPEMISMATCH;
   }
+  if (!after_element) return DISP_E_TYPEMISMATCH;
 
   // The calendar date.
   int year = 0, day = 0;
