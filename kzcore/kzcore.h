@@ -4,9 +4,12 @@
 
 #include <kzcore/pal/pal.h>
 #include <kzcore/core/frame.h>
+#include <kzcore/core/hash_proc.h>
 #include <kzcore/core/locale.h>
 #include <kzcore/core/report_error.h>
 #include <kzcore/core/string.h>
 #include <kzcore/core/thread_values.h>
 #include <kzcore/core/unknown.h>
+#include <kzcore/containers/base_array.h>
+#include <kzcore/containers/hash.h>
 #include <kzcore/platform/object_creation.h>
