@@ -169,7 +169,9 @@ class BaseArray {
   bool Overlaps(const void *p, std::int64_t n) const {
     if (p == nullptr || buffer_ == nullptr) return false;
     const auto a = reinterpret_cast<std::uintptr_t>(p), b = reinterpret_cast<std::uintptr_t>(buffer_);
-    return a < b + static_cast<std::uintptr_t>(reserved_) * c_ElementSize && b < a + static_cast<std::uintptr_t>(n) * c_ElementSize;
+    const auto a_end = a + static_cast<std::uintptr_t>(n) * c_ElementSize;
+    const auto b_end = b + static_cast<std::uintptr_t>(reserved_) * c_ElementSize;
+    return a < b_end && b < a_end;
   }
   // Copies `n` elements, or zeroes them for a null source. The ranges may overlap.
   static void CopyIn(T *to, const T *from, std::int64_t n) {

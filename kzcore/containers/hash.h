@@ -29,9 +29,14 @@
 // - Iteration is not guarded against changes: removing the entry at a position leaves the
 //   position dangling.
 // - A failed allocation throws std::bad_alloc and leaves the table as it was.
+// Memory: entries come from blocks that the table holds until RemoveAll or its destruction; a
+// removed entry's room serves the next insertion.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <type_traits>
 
 #include <kzcore/core/hash_proc.h>
@@ -73,11 +78,13 @@ class Hash {
   using Traits = HashKeyTraits<KEY, ARG_KEY>;
 
  public:
+  // The link comes first and the code sits between key and value: with a 4-byte key or value
+  // the padding disappears and an entry of the exported tables takes 24 bytes, not 32.
   struct Entry {
-    KEY key;
-    VALUE value;
     Entry *next;
+    KEY key;
     ULONG hash;
+    VALUE value;
   };
   // Where an iteration stands. The end is bucket -1 with a null entry.
   struct HashPosition {
@@ -87,11 +94,11 @@ class Hash {
 
   Hash() : Hash(17) {}
   // `size` buckets, taken as given; a size below 1 gives 17 buckets.
-  explicit Hash(LONG size) : size_(size < 1 ? 17 : size), buckets_(new Entry *[static_cast<size_t>(size_)]()) {}
+  explicit Hash(LONG size) : size_(size < 1 ? 17 : size), buckets_(NewBuckets(size_)) {}
   Hash(const Hash &) = delete;
   ~Hash() {
     RemoveAll();
-    delete[] buckets_;
+    DeleteBuckets(buckets_);
   }
   Hash &operator=(const Hash &other) {
     size_ = other.size_;
@@ -129,7 +136,7 @@ class Hash {
       }
       prev = e;
     }
-    Entry *added = new Entry{KEY(key), VALUE(value), nullptr, h};
+    Entry *added = MakeEntry(key, h, value);
     if (head == nullptr) {
       *slot = added;
     } else if (prev == head && h <= head->hash) {
@@ -152,7 +159,7 @@ class Hash {
       if (e->hash > h) return 0;
       if (Traits::Equal(e->key, key)) {
         *link = e->next;
-        delete e;
+        DropEntry(e);
         --count_;
         return 1;
       }
@@ -177,6 +184,71 @@ class Hash {
   void GetNextAssoc(HashPosition &position, KEY &key, VALUE &value) const;
 
  private:
+  // Entries are carved from blocks of the general allocator, each block twice the size of all
+  // before it (up to 64 Ki entries), and a removed entry's room goes on a free list for the next
+  // one. RemoveAll gives the blocks back. This keeps an insertion to a few stores and lets a table
+  // of plain keys and values be emptied without visiting its entries. The block list lives in
+  // front of the bucket array, so a table and its shallow copies share it with the entries.
+  struct Block {
+    Block *next;
+  };
+  struct Pool {
+    Block *blocks;
+    void *free;  // removed entries' room, linked through its first word
+    char *bump;  // the unused rest of the newest block
+    char *end;
+    size_t entries;  // room in all blocks
+  };
+  static constexpr size_t kFront = (sizeof(Pool) + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+  static constexpr size_t kBlockFront = (sizeof(Block) + alignof(Entry) - 1) & ~(alignof(Entry) - 1);
+  static constexpr bool kPlainEntries =
+      std::is_trivially_destructible_v<KEY> && std::is_trivially_destructible_v<VALUE>;
+
+  // A zeroed bucket array with an empty pool in front; throws std::bad_alloc.
+  static Entry **NewBuckets(LONG size) {
+    char *raw = static_cast<char *>(::operator new(kFront + static_cast<size_t>(size) * sizeof(Entry *)));
+    new (raw) Pool{nullptr, nullptr, nullptr, nullptr, 0};
+    auto **buckets = reinterpret_cast<Entry **>(raw + kFront);
+    std::fill(buckets, buckets + size, nullptr);
+    return buckets;
+  }
+  static void DeleteBuckets(Entry **buckets) { ::operator delete(reinterpret_cast<char *>(buckets) - kFront); }
+  Pool &EntryPool() const { return *reinterpret_cast<Pool *>(reinterpret_cast<char *>(buckets_) - kFront); }
+
+  Entry *MakeEntry(ARG_KEY key, ULONG h, ARG_VALUE value) {
+    Pool &pool = EntryPool();
+    void *room = pool.free;
+    if (room != nullptr) {
+      pool.free = *static_cast<void **>(room);
+    } else {
+      if (pool.bump == pool.end) AddBlock(pool);
+      room = pool.bump;
+      pool.bump += sizeof(Entry);
+    }
+    try {
+      return new (room) Entry{nullptr, KEY(key), h, VALUE(value)};
+    } catch (...) {
+      *static_cast<void **>(room) = pool.free;
+      pool.free = room;
+      throw;
+    }
+  }
+  void DropEntry(Entry *e) {
+    Pool &pool = EntryPool();
+    e->~Entry();
+    *reinterpret_cast<void **>(e) = pool.free;
+    pool.free = e;
+  }
+  static void AddBlock(Pool &pool) {
+    size_t n = pool.entries < 8 ? 8 : pool.entries;
+    if (n > 65536) n = 65536;
+    char *raw = static_cast<char *>(::operator new(kBlockFront + n * sizeof(Entry)));
+    pool.blocks = new (raw) Block{pool.blocks};
+    pool.bump = raw + kBlockFront;
+    pool.end = pool.bump + n * sizeof(Entry);
+    pool.entries += n;
+  }
+
   // The search: lower codes are passed over, a greater code ends it, equal codes compare keys.
   Entry *Find(ARG_KEY key, ULONG h) const {
     for (Entry *e = buckets_[h % static_cast<ULONG>(size_)]; e != nullptr; e = e->next) {
@@ -202,23 +274,33 @@ class Hash {
 
 template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 void Hash<KEY, ARG_KEY, VALUE, ARG_VALUE>::RemoveAll() {
-  for (LONG i = 0; i < size_; ++i) {
-    for (Entry *e = buckets_[i]; e != nullptr;) {
-      Entry *next = e->next;
-      delete e;
-      e = next;
+  if constexpr (!kPlainEntries) {
+    for (LONG i = 0; i < size_; ++i) {
+      for (Entry *e = buckets_[i]; e != nullptr;) {
+        Entry *next = e->next;
+        e->~Entry();
+        e = next;
+      }
     }
-    buckets_[i] = nullptr;
   }
+  std::fill(buckets_, buckets_ + size_, nullptr);
+  Pool &pool = EntryPool();
+  for (Block *b = pool.blocks; b != nullptr;) {
+    Block *next = b->next;
+    ::operator delete(b);
+    b = next;
+  }
+  pool = Pool{nullptr, nullptr, nullptr, nullptr, 0};
   count_ = 0;
 }
 
 template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>
 void Hash<KEY, ARG_KEY, VALUE, ARG_VALUE>::SetSize(LONG size) {
   if (size < 17) size = 17;
-  Entry **fresh = new Entry *[static_cast<size_t>(size)]();  // throws before anything changes
+  Entry **fresh = NewBuckets(size);  // throws before anything changes
   Entry **old = buckets_;
   const LONG old_size = size_;
+  new (reinterpret_cast<char *>(fresh) - kFront) Pool(EntryPool());
   buckets_ = fresh;
   size_ = size;
   count_ = 0;
@@ -229,7 +311,7 @@ void Hash<KEY, ARG_KEY, VALUE, ARG_VALUE>::SetSize(LONG size) {
       e = next;
     }
   }
-  delete[] old;
+  DeleteBuckets(old);
 }
 
 template <class KEY, class ARG_KEY, class VALUE, class ARG_VALUE>

@@ -116,7 +116,9 @@ void ZeroTail(void *block, SIZE_T from, SIZE_T to) {
 HANDLE GetProcessHeap() { return &g_process_heap; }
 
 HANDLE HeapCreate(DWORD options, SIZE_T initial_size, SIZE_T maximum_size) {
-  auto round_up = [](SIZE_T n) { return n > SIZE_MAX - (kPage - 1) ? SIZE_MAX - (kPage - 1) : (n + kPage - 1) & ~(kPage - 1); };
+  auto round_up = [](SIZE_T n) {
+    return n > SIZE_MAX - (kPage - 1) ? SIZE_MAX & ~(kPage - 1) : (n + kPage - 1) & ~(kPage - 1);
+  };
   auto *heap = new (std::nothrow) HeapObject(false);
   if (heap == nullptr) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
