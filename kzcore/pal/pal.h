@@ -5,11 +5,13 @@
 
 #include <kzcore/pal/bstr.h>
 #include <kzcore/pal/com.h>
+#include <kzcore/pal/connection_point.h>
 #include <kzcore/pal/crt_number.h>
 #include <kzcore/pal/crt_random.h>
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
 #include <kzcore/pal/guid.h>
+#include <kzcore/pal/heap.h>
 #include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>
 #include <kzcore/pal/module.h>
