@@ -4,7 +4,11 @@
 #include <vector>
 
 #include <host/objects/class_factory.h>
+#include <host/objects/json_array.h>
+#include <host/objects/json_object.h>
+#include <host/objects/json_writer.h>
 #include <host/objects/uid_object.h>
+#include <kzcore/server/json_service.h>
 #include <kzcore/values/guid.h>
 
 namespace {
@@ -27,8 +31,10 @@ HRESULT KzRegisterHostObjects() {
   std::lock_guard<std::mutex> hold(g_lock);
   if (!g_cookies.empty()) return S_FALSE;
   HRESULT hr = Register<kz::host::UIDObject>(CLSID_UID);
-  if (FAILED(hr)) return hr;
-  return S_OK;
+  if (SUCCEEDED(hr)) hr = Register<kz::host::JSONObject>(CLSID_JSONObject);
+  if (SUCCEEDED(hr)) hr = Register<kz::host::JSONArray>(CLSID_JSONArray);
+  if (SUCCEEDED(hr)) hr = Register<kz::host::JSONWriter>(CLSID_JSONWriter);
+  return SUCCEEDED(hr) ? S_OK : hr;
 }
 
 void KzRevokeHostObjects() {
