@@ -1,6 +1,9 @@
 #include <host/objects/json_writer.h>
 
+#include <cstring>
 #include <string>
+
+#include <kzcore/pal/safe_array.h>
 
 namespace kz::host {
 
@@ -152,9 +155,20 @@ HRESULT JSONWriter::GetBytes(SAFEARRAY **bytes) {
   if (bytes == nullptr) return E_POINTER;
   *bytes = nullptr;
   if (!complete_) return E_UNEXPECTED;
-  // The byte array needs SafeArrayCreateVector, which the platform layer does not offer yet;
-  // until it does the bytes are reachable as text only (GetText).
-  return E_NOTIMPL;
+  const std::size_t size = buffer_.GetSize();
+  if (size > 0xFFFFFFFFu) return E_OUTOFMEMORY;
+  SAFEARRAY *array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(size));
+  if (array == nullptr) return E_OUTOFMEMORY;
+  void *data = nullptr;
+  HRESULT hr = SafeArrayAccessData(array, &data);
+  if (FAILED(hr)) {
+    SafeArrayDestroy(array);
+    return hr;
+  }
+  std::memcpy(data, buffer_.GetString(), size);
+  SafeArrayUnaccessData(array);
+  *bytes = array;
+  return S_OK;
 }
 
 }  // namespace kz::host

@@ -10,8 +10,10 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <unicode/ustring.h>
 
 #include <kzcore/core/unknown.h>
+#include <kzcore/pal/safe_array.h>
 #include <kzcore/platform/object_creation.h>
 #include <kzcore/server/json_service.h>
 #include <tests/support/com_object.h>
@@ -399,8 +401,34 @@ TEST(JSONWriter, StreamsOneDocument) {
   ReadBack(written, doc);
   EXPECT_EQ(std::u16string(doc[u"list"][4].GetString(), doc[u"list"][4].GetStringLength()), kAwkward);
 
-  SAFEARRAY *bytes = reinterpret_cast<SAFEARRAY *>(&text);
-  EXPECT_EQ(writer->GetBytes(&bytes), E_NOTIMPL);  // until the platform has byte arrays
+  // The bytes are the text in UTF-8, as ICU converts it back.
+  SAFEARRAY *bytes = nullptr;
+  ASSERT_EQ(writer->GetBytes(&bytes), S_OK);
+  VARTYPE vt = VT_EMPTY;
+  SafeArrayGetVartype(bytes, &vt);
+  EXPECT_EQ(vt, VT_UI1);
+  EXPECT_EQ(SafeArrayGetDim(bytes), 1u);
+  LONG lower = -1, upper = -1;
+  SafeArrayGetLBound(bytes, 1, &lower);
+  SafeArrayGetUBound(bytes, 1, &upper);
+  EXPECT_EQ(lower, 0);
+  void *data = nullptr;
+  ASSERT_EQ(SafeArrayAccessData(bytes, &data), S_OK);
+  std::u16string decoded(written.size() + 1, u'\0');
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8(decoded.data(), static_cast<int32_t>(decoded.size()), &length, static_cast<const char *>(data),
+                upper + 1, &status);
+  SafeArrayUnaccessData(bytes);
+  ASSERT_TRUE(U_SUCCESS(status));
+  decoded.resize(static_cast<std::size_t>(length));
+  EXPECT_EQ(decoded, written);
+  EXPECT_GT(upper + 1, static_cast<LONG>(written.size()));  // the non-ASCII characters take more bytes
+  SafeArrayDestroy(bytes);
+  writer->Initialize();
+  writer->StartArray(nullptr);
+  bytes = reinterpret_cast<SAFEARRAY *>(&text);
+  EXPECT_EQ(writer->GetBytes(&bytes), E_UNEXPECTED);  // not finished
   EXPECT_EQ(bytes, nullptr);
 
   // Initialize starts again; a top-level value of any kind is a document.
