@@ -26,7 +26,12 @@ CacheTable &Caches() {
   return *table;
 }
 
+// How many caches exist: while there are none, creation need not take the lock. A thread's own
+// cache is made on that thread, so the thread always sees its own count.
+std::atomic<int> g_cache_count{0};
+
 FactoryCache *CacheOfThisThread() {
+  if (g_cache_count.load(std::memory_order_relaxed) == 0) return nullptr;
   CacheTable &table = Caches();
   const DWORD thread = GetCurrentThreadId();
   CriticalSectionLock hold(table.lock);
@@ -177,6 +182,7 @@ FactoryCache::FactoryCache() : entries_(new Entries), thread_(GetCurrentThreadId
   for (const auto &entry : table.caches)
     if (entry.first == thread_) return;
   table.caches.emplace_back(thread_, this);
+  g_cache_count.fetch_add(1, std::memory_order_relaxed);
   valid_ = true;
 }
 
@@ -185,6 +191,7 @@ FactoryCache::~FactoryCache() {
     CacheTable &table = Caches();
     CriticalSectionLock hold(table.lock);
     std::erase_if(table.caches, [this](const auto &entry) { return entry.second == this; });
+    g_cache_count.fetch_sub(1, std::memory_order_relaxed);
   }
   Clear();
   delete entries_;
