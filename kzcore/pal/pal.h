@@ -4,10 +4,12 @@
 #pragma once
 
 #include <kzcore/pal/bstr.h>
+#include <kzcore/pal/code_page.h>
 #include <kzcore/pal/com.h>
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
 #include <kzcore/pal/guid.h>
+#include <kzcore/pal/guid_text.h>
 #include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>
 #include <kzcore/pal/module.h>
