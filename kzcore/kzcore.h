@@ -3,6 +3,7 @@
 #pragma once
 
 #include <kzcore/pal/pal.h>
+
 #include <kzcore/core/bstring.h>
 #include <kzcore/core/delimited_list.h>
 #include <kzcore/core/frame.h>
@@ -14,4 +15,10 @@
 #include <kzcore/core/thread_values.h>
 #include <kzcore/core/unknown.h>
 #include <kzcore/core/utf8_util.h>
+
+#include <kzcore/numerics/empty_value.h>
+#include <kzcore/numerics/geometry/wks_envelope.h>
+#include <kzcore/numerics/geometry/wks_point.h>
+#include <kzcore/numerics/random/random_generator.h>
+
 #include <kzcore/platform/object_creation.h>

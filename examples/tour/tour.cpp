@@ -79,11 +79,36 @@ void Text() {
   Say("Microsoft printf", formatted);
 }
 
+void Numerics() {
+  std::printf("\nPoints, envelopes and random numbers\n");
+  RandomGenerator rng(2026, veskRandomGeneratorMersenneTwister);
+  WKSEnvelope boxes[50];
+  double summed = 0;
+  for (auto &box : boxes) {
+    const WKSPoint corner{rng.Uniform(0, 100), rng.Uniform(0, 100)};
+    box = WKSEnvelope(corner, WKSPoint{corner.x + rng.Uniform(5, 30), corner.y + rng.Uniform(5, 30)});
+    summed += box.Area();
+  }
+  WKSEnvelope all(50, boxes);
+  int dimension = 0;
+  const double covered = WKSEnvelope::AreaOfUnion(boxes, 50, &dimension);
+  String line;
+  line.Format(u"%.1f covered of %.1f summed, inside %.0f x %.0f", covered, summed, all.xmax - all.xmin,
+              all.ymax - all.ymin);
+  Say("union of 50 random boxes", line);
+  line.Format(u"%s, normal draws %.4f %.4f %.4f", rng.Name(), rng.Normal(0, 1), rng.Normal(0, 1), rng.Normal(0, 1));
+  Say("generator", line);
+  const WKSPoint a{0, 0}, b{3, 4};
+  line.Format(u"%g, empty point is NaN: %s", a.Distance(b), IsEmptyValue(WKSPoint::EmptyPoint().x) ? u"yes" : u"no");
+  Say("distance (0,0)-(3,4)", line);
+}
+
 }  // namespace
 
 int main() {
   std::printf("KzCore tour\n\n");
   Frame();
   Text();
+  Numerics();
   return 0;
 }
