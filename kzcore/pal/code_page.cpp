@@ -100,18 +100,24 @@ char *WriteUtf8(const WCHAR *s, const WCHAR *end, char *out, bool &lone) {
   while (end - s >= 16) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 8));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(_mm_or_si128(a, b), high_bits), zero)) == 0xFFFF) {
-      // Sixteen ASCII units: narrowed in one store. The output has room, since every unit takes
-      // at least one byte.
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_packus_epi16(a, b));
+    // One bit for each ASCII unit.
+    const unsigned ascii = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(
+        _mm_cmpeq_epi16(_mm_and_si128(a, high_bits), zero), _mm_cmpeq_epi16(_mm_and_si128(b, high_bits), zero))));
+    // The sixteen units narrowed in one store; as many bytes are kept as there are ASCII units
+    // before the first other one. The output has room for the store, since every unit still to
+    // come takes at least one byte.
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_packus_epi16(a, b));
+    if (ascii == 0xFFFF) {
       s += 16;
       out += 16;
       continue;
     }
-    // Text that is not all ASCII is taken a block at a time before the fast test is tried again,
-    // so that mixed text does not pay for a failed test at every unit.
-    const WCHAR *stop = s + 16;
-    while (s < stop) s += PutUtf8(s, end, out, lone);
+    const int prefix = __builtin_ctz(~ascii);
+    s += prefix;
+    out += prefix;
+    // Then the run of other units, which in most scripts goes on for a while.
+    do s += PutUtf8(s, end, out, lone);
+    while (s < end && *s >= 0x80);
   }
 #endif
   while (s < end) s += PutUtf8(s, end, out, lone);
