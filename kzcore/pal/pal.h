@@ -5,8 +5,9 @@
 
 #include <kzcore/pal/bstr.h>
 #include <kzcore/pal/code_page.h>
-#include <kzcore/pal/crt_random.h>
 #include <kzcore/pal/com.h>
+#include <kzcore/pal/crt_number.h>
+#include <kzcore/pal/crt_random.h>
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
 #include <kzcore/pal/guid.h>
@@ -14,7 +15,9 @@
 #include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>
 #include <kzcore/pal/module.h>
+#include <kzcore/pal/oleaut.h>
 #include <kzcore/pal/point.h>
+#include <kzcore/pal/safe_array.h>
 #include <kzcore/pal/stream.h>
 #include <kzcore/pal/sync.h>
 #include <kzcore/pal/types.h>
