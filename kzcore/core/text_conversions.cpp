@@ -10,6 +10,7 @@
 #endif
 
 #include <kzcore/pal/locale.h>
+#include <kzcore/pal/memory.h>
 #include <kzcore/pal/wide.h>
 
 namespace {
@@ -338,6 +339,20 @@ String ApplyFormatMask(const String &text, const String &mask) {
     last_literal = literal;
   }
   return result;
+}
+
+HGLOBAL PackageText(const String &text) {
+  const SIZE_T bytes = SIZE_T{text.GetLength()} * sizeof(WCHAR) + sizeof(WCHAR);
+  HGLOBAL block = GlobalAlloc(0, bytes);
+  if (block == nullptr) return nullptr;
+  void *to = GlobalLock(block);
+  if (to == nullptr) {
+    GlobalFree(block);
+    return nullptr;
+  }
+  std::memcpy(to, static_cast<const WCHAR *>(text), bytes);  // the terminator included
+  GlobalUnlock(block);
+  return block;
 }
 
 void FixMenuMnemonics(HMENU menu) {

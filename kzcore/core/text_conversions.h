@@ -1,5 +1,5 @@
 // Conversions of text that belong to no one class: JSON string escaping and its inverse, the
-// display mask, and menu mnemonics.
+// display mask, clipboard text and menu mnemonics.
 //
 //   String json = escapeJSONString(u"say \"<hi>\"");   // say \"\u003chi\u003e\"
 //   String back = unescapeJSONString(u"a\\u00e9\\x41", 12);   // "aéA"
@@ -44,6 +44,11 @@ KZ_API String unescapeJSONString(const WCHAR *begin, const WCHAR *end);
 //   any other unit is a literal, written without taking a text unit.
 // The separators are those of the user's locale (GetLocaleInfoW with LOCALE_USER_DEFAULT).
 KZ_API String ApplyFormatMask(const String &text, const String &mask);
+
+// The text with its terminator in a new global memory block (GlobalAlloc with flags 0, length * 2
+// + 2 bytes), the form the clipboard takes; the receiver frees it with GlobalFree. Null when the
+// block cannot be had.
+KZ_API HGLOBAL PackageText(const String &text);
 
 // Gives each item of a menu a mnemonic of its own. Linux: there are no menus, so there is nothing
 // to fix: every handle, null included, is accepted and left alone.

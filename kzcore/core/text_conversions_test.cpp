@@ -10,6 +10,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <kzcore/pal/memory.h>
+
 namespace {
 
 using Utf16 = rapidjson::UTF16<char16_t>;
@@ -200,6 +202,20 @@ TEST(ApplyFormatMask, SeparatorsComeFromTheUsersLocale) {
   EXPECT_EQ(Mask(u"1,000", u"#,###"), u"1.000");
   EXPECT_EQ(Mask(u"24122026", u"##/##/####"), u"24.12.2026");
   EXPECT_EQ(Mask(u"1...2", u"#.*#"), u"1,,,2");  // a repeated separator while the text holds one
+}
+
+TEST(PackageText, ABlockWithTheTextAndItsTerminator) {
+  for (const String &text : {String(u"Clip é日"), String()}) {
+    HGLOBAL block = PackageText(text);
+    ASSERT_NE(block, nullptr);
+    const SIZE_T bytes = GlobalSize(block);
+    EXPECT_EQ(bytes, text.GetLength() * 2 + 2);
+    const auto *units = static_cast<const WCHAR *>(GlobalLock(block));
+    ASSERT_NE(units, nullptr);
+    EXPECT_EQ(std::u16string(units, bytes / 2), Text(text) + u'\0');
+    GlobalUnlock(block);
+    EXPECT_EQ(GlobalFree(block), nullptr);
+  }
 }
 
 }  // namespace
