@@ -60,7 +60,8 @@ class PlainTable {
       if (plain) bits_[u >> 6] |= std::uint64_t{1} << (u & 63);
     }
   }
-  bool operator()(WCHAR u) const { return (bits_[u >> 6] >> (u & 63)) & 1; }
+  // 1 for a plain unit, else 0: an integer, so that lookups combine with & without branches.
+  unsigned operator()(WCHAR u) const { return static_cast<unsigned>((bits_[u >> 6] >> (u & 63)) & 1); }
 
  private:
   std::array<std::uint64_t, 1024> bits_{};
