@@ -1,6 +1,5 @@
 #include <kzcore/core/text_conversions.h>
 
-#include <cstdlib>
 #include <optional>
 #include <random>
 #include <string>
@@ -11,6 +10,8 @@
 #include <rapidjson/writer.h>
 
 #include <kzcore/pal/memory.h>
+
+#include "tests/support/environment_scope.h"
 
 namespace {
 
@@ -140,29 +141,13 @@ TEST(UnescapeJSONString, LenientForms) {
   EXPECT_EQ(Text(unescapeJSONString(static_cast<const WCHAR *>(nullptr), text.data())), u"");
 }
 
-// Sets LC_ALL for the life of the object: the mask's separators come from the user's locale.
-class LocaleScope {
- public:
-  explicit LocaleScope(const char *name) {
-    if (const char *old = std::getenv("LC_ALL")) saved_ = old;
-    setenv("LC_ALL", name, 1);
-  }
-  ~LocaleScope() {
-    if (saved_) {
-      setenv("LC_ALL", saved_->c_str(), 1);
-    } else {
-      unsetenv("LC_ALL");
-    }
-  }
-
- private:
-  std::optional<std::string> saved_;
-};
+// The mask's separators come from the user's locale, which the tests set through LC_ALL.
+using LocaleScope = kztest::EnvironmentScope;
 
 std::u16string Mask(const char16_t *text, const char16_t *mask) { return Text(ApplyFormatMask(text, mask)); }
 
 TEST(ApplyFormatMask, TakesDigitsUnitsAndLiterals) {
-  LocaleScope english("en_US.UTF-8");
+  LocaleScope english("LC_ALL", "en_US.UTF-8");
   EXPECT_EQ(Mask(u"1234", u"##-##"), u"12-34");
   EXPECT_EQ(Mask(u"12", u"##-##"), u"12");          // the text ends first: no trailing literal
   EXPECT_EQ(Mask(u"123456", u"##"), u"12");          // the mask ends first
@@ -175,7 +160,7 @@ TEST(ApplyFormatMask, TakesDigitsUnitsAndLiterals) {
 }
 
 TEST(ApplyFormatMask, CaseRulesAndRepetition) {
-  LocaleScope english("en_US.UTF-8");
+  LocaleScope english("LC_ALL", "en_US.UTF-8");
   EXPECT_EQ(Mask(u"hELLO wORLD", u">&<&*"), u"Hello");        // "*" repeats until the space
   EXPECT_EQ(Mask(u"hELLO wORLD", u">&<&*@>&<&*"), u"Hello World");
   EXPECT_EQ(Mask(u"aBc", u"&>&|&"), u"aBc");
@@ -189,14 +174,14 @@ TEST(ApplyFormatMask, CaseRulesAndRepetition) {
 
 TEST(ApplyFormatMask, SeparatorsComeFromTheUsersLocale) {
   {
-    LocaleScope english("en_US.UTF-8");
+    LocaleScope english("LC_ALL", "en_US.UTF-8");
     EXPECT_EQ(Mask(u"1.25", u"#.##"), u"1.25");
     EXPECT_EQ(Mask(u"125", u"#.##"), u"1.25");  // nothing to consume: the separator is written
     EXPECT_EQ(Mask(u"1/2/3", u"#/#/#"), u"1/2/3");
     EXPECT_EQ(Mask(u"1230", u"##:##"), u"12:30");
     EXPECT_EQ(Mask(u"1,000", u"#,###"), u"1,000");
   }
-  LocaleScope german("de_DE.UTF-8");
+  LocaleScope german("LC_ALL", "de_DE.UTF-8");
   EXPECT_EQ(Mask(u"1.25", u"#.##"), u"1,25");   // "." is consumed as well as the locale's own
   EXPECT_EQ(Mask(u"1,25", u"#.##"), u"1,25");
   EXPECT_EQ(Mask(u"1,000", u"#,###"), u"1.000");

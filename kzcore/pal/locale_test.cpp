@@ -1,12 +1,12 @@
 #include <kzcore/pal/locale.h>
 
-#include <cstdlib>
-#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <kzcore/pal/sync.h>
+
+#include "tests/support/environment_scope.h"
 
 namespace {
 
@@ -17,26 +17,6 @@ std::u16string Item(LCID locale, LCTYPE type) {
   EXPECT_EQ(static_cast<std::size_t>(n), std::u16string(text).size() + 1);
   return text;
 }
-
-// Sets one environment variable for the life of the object.
-class EnvironmentScope {
- public:
-  EnvironmentScope(const char *name, const char *value) : name_(name) {
-    if (const char *old = std::getenv(name)) saved_ = old;
-    setenv(name, value, 1);
-  }
-  ~EnvironmentScope() {
-    if (saved_) {
-      setenv(name_, saved_->c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
-
- private:
-  const char *name_;
-  std::optional<std::string> saved_;
-};
 
 // The separators Windows gives for these locales.
 TEST(GetLocaleInfoW, SeparatorsOfKnownLocales) {
@@ -66,12 +46,12 @@ TEST(GetLocaleInfoW, SeparatorsOfKnownLocales) {
 
 TEST(GetLocaleInfoW, TheDefaultsFollowTheLocaleEnvironment) {
   {
-    EnvironmentScope german("LC_ALL", "de_DE.UTF-8");
+    kztest::EnvironmentScope german("LC_ALL", "de_DE.UTF-8");
     EXPECT_EQ(Item(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL), u",");
     EXPECT_EQ(Item(LOCALE_SYSTEM_DEFAULT, LOCALE_STHOUSAND), u".");
     EXPECT_EQ(Item(0, LOCALE_SDATE), u".");
   }
-  EnvironmentScope english("LC_ALL", "C");
+  kztest::EnvironmentScope english("LC_ALL", "C");
   EXPECT_EQ(Item(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL), u".");
 }
 
