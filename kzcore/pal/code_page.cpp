@@ -62,7 +62,6 @@ std::size_t Utf8Size(const WCHAR *s, const WCHAR *end, bool &lone) {
 inline int PutUtf8(const WCHAR *s, const WCHAR *end, char *&out, bool &lone) {
   char32_t u = s[0];
   auto *o = reinterpret_cast<unsigned char *>(out);
-  int used = 1;
   if (u < 0x80) {
     *o++ = static_cast<unsigned char>(u);
   } else if (u < 0x800) {
@@ -89,7 +88,7 @@ inline int PutUtf8(const WCHAR *s, const WCHAR *end, char *&out, bool &lone) {
     o += 3;
   }
   out = reinterpret_cast<char *>(o);
-  return used;
+  return 1;
 }
 
 // Converts [s, end) into `out`, which has room for Utf8Size bytes; returns the end of the output.
