@@ -4,13 +4,18 @@
 
 #include <kzcore/pal/pal.h>
 
+#include <kzcore/core/bstring.h>
+#include <kzcore/core/delimited_list.h>
 #include <kzcore/core/frame.h>
 #include <kzcore/core/hash_proc.h>
 #include <kzcore/core/locale.h>
 #include <kzcore/core/report_error.h>
 #include <kzcore/core/string.h>
+#include <kzcore/core/string_array.h>
+#include <kzcore/core/text_conversions.h>
 #include <kzcore/core/thread_values.h>
 #include <kzcore/core/unknown.h>
+#include <kzcore/core/utf8_util.h>
 
 #include <kzcore/containers/base_array.h>
 #include <kzcore/containers/hash.h>
