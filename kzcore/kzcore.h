@@ -14,6 +14,8 @@
 #include <kzcore/numerics/empty_value.h>
 #include <kzcore/numerics/geometry/wks_envelope.h>
 #include <kzcore/numerics/geometry/wks_point.h>
+#include <kzcore/numerics/matrix.h>
 #include <kzcore/numerics/random/random_generator.h>
+#include <kzcore/numerics/vector.h>
 
 #include <kzcore/platform/object_creation.h>
