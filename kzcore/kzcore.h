@@ -12,6 +12,7 @@
 #include <kzcore/core/unknown.h>
 
 #include <kzcore/numerics/empty_value.h>
+#include <kzcore/numerics/geometry/polygon_area.h>
 #include <kzcore/numerics/geometry/wks_envelope.h>
 #include <kzcore/numerics/geometry/wks_point.h>
 #include <kzcore/numerics/matrix.h>
