@@ -51,23 +51,52 @@ double Turn(const WKSPoint &prev, const WKSPoint &cur, const WKSPoint &next) {
   return std::atan2(ox * iy - oy * ix, ox * ix + oy * iy);
 }
 
+// A point of the hull's table: its coordinates moved by the pivot, its quadrant and its index in
+// the caller's array.
+struct HullKey {
+  WKSPoint p;
+  LONG quadrant;
+  LONG index;
+};
+
 // The hull comparison of two points already moved by the pivot: the pivot (the origin) first,
 // then the greater quadrant, then clockwise by the cross product, and collinear points nearer
 // first by their 1-norm.
-int HullCompare(const WKSPoint &a, const WKSPoint &b) {
+int HullCompare(const HullKey &ka, const HullKey &kb) {
+  const WKSPoint &a = ka.p, &b = kb.p;
   if (a.x == b.x && a.y == b.y) return 0;
   double la = std::isnan(a.x) ? kEmptyValue : std::fabs(a.y) + std::fabs(a.x);
   double lb = std::isnan(b.x) ? kEmptyValue : std::fabs(b.y) + std::fabs(b.x);
   if (la == 0) return -1;
   if (lb == 0) return 1;
-  LONG qa = a.Quadrant(), qb = b.Quadrant();
-  if (qa != qb) return qa > qb ? -1 : 1;
+  if (ka.quadrant != kb.quadrant) return ka.quadrant > kb.quadrant ? -1 : 1;
   double cross = a % b;
   if (cross < 0) return -1;
   if (cross > 0) return 1;
   if (la < lb) return -1;
   if (la > lb) return 1;
   return 0;
+}
+
+// MakeNeighborsUnique on the sorted table: each run of equal points keeps its first member, the
+// others get an empty x in the caller's array (as the pointer form writes through its pointers),
+// and from the first repeat on the entries whose point is empty go. The new count.
+LONG UniqueHullKeys(LONG n, HullKey *key, WKSPoint *points) {
+  LONG head = 0, firstRepeat = -1;
+  for (LONG i = 1; i < n; ++i) {
+    if (key[i].p == key[head].p) {
+      key[i].p.x = kEmptyValue;
+      points[key[i].index].x = kEmptyValue;
+      if (firstRepeat < 0) firstRepeat = i;
+    } else {
+      head = i;
+    }
+  }
+  if (firstRepeat < 0) return n;
+  LONG count = firstRepeat;
+  for (LONG i = firstRepeat; i < n; ++i)
+    if (!key[i].p.IsEmpty()) key[count++] = key[i];
+  return count;
 }
 
 // A hull given with its closing point repeated is read without it.
@@ -211,13 +240,12 @@ void WKSPoint::ConstructRectangle(WKSPoint *const p, double angle) {
 
 LONG WKSPoint::ConstructHullGraham(LONG n, WKSPoint *points, LONG *indices) {
   if (n < 1 || !points) return 0;
-  // Both work tables are had before the points are touched. The second receives only the hull's
-  // points, so most of it is never written (nor, for a large block, given pages).
-  std::size_t size = static_cast<std::size_t>(n);
-  std::unique_ptr<WKSPoint *[]> order(new (std::nothrow) WKSPoint *[size]);
-  std::unique_ptr<WKSPoint[]> gathered(new (std::nothrow) WKSPoint[size]);
-  if (!order || !gathered) return 0;
-  WKSPoint **hull = order.get();
+  // The points are sorted as compact records of their moved coordinates and index rather than as
+  // pointers: the same comparison and the same stable order, without a jump into the array at
+  // every comparison. The gathered hull goes to the head of the table before it is copied back.
+  std::unique_ptr<HullKey[]> table(new (std::nothrow) HullKey[static_cast<std::size_t>(n)]);
+  if (!table) return 0;
+  HullKey *hull = table.get();
   LONG pivot = 0;
   for (LONG i = 1; i < n; ++i)
     if (points[i].y < points[pivot].y || (points[i].y == points[pivot].y && points[i].x < points[pivot].x))
@@ -226,28 +254,26 @@ LONG WKSPoint::ConstructHullGraham(LONG n, WKSPoint *points, LONG *indices) {
   for (LONG i = 0; i < n; ++i) {
     points[i].x -= base.x;
     points[i].y -= base.y;
-    hull[i] = points + i;
+    hull[i] = HullKey{points[i], points[i].Quadrant(), i};
   }
   // A stable merge sort: equal points keep their input order, so the first of them is the one
-  // that stays; and a comparison that NaNs make inconsistent cannot lead it out of the array.
-  std::stable_sort(hull, hull + n,
-                   [](const WKSPoint *a, const WKSPoint *b) { return HullCompare(*a, *b) < 0; });
-  LONG m = MakeNeighborsUnique(n, hull);
+  // that stays; and a comparison that NaNs make inconsistent cannot lead it out of the table.
+  std::stable_sort(hull, hull + n, [](const HullKey &a, const HullKey &b) { return HullCompare(a, b) < 0; });
+  LONG m = UniqueHullKeys(n, hull, points);
   LONG count = m;
   if (m > 2) {
     LONG k = 1;
     for (LONG i = 2; i < m; ++i) {
-      while (k > 0 && 0 >= Area(*hull[k - 1], *hull[k], *hull[i])) --k;
+      while (k > 0 && 0 >= Area(hull[k - 1].p, hull[k].p, hull[i].p)) --k;
       ++k;
       if (k < i) hull[k] = hull[i];
     }
     count = k + 1;
   }
-  if (indices)
-    for (LONG i = 0; i < count; ++i) indices[i] = static_cast<LONG>(hull[i] - points);
-  // The hull's points may sit anywhere in the array, also at its head: gather them first.
-  for (LONG i = 0; i < count; ++i) gathered[i] = *hull[i];
-  for (LONG i = 0; i < count; ++i) points[i] = WKSPoint{gathered[i].x + base.x, gathered[i].y + base.y};
+  for (LONG i = 0; i < count; ++i) {
+    if (indices) indices[i] = hull[i].index;
+    points[i] = WKSPoint{hull[i].p.x + base.x, hull[i].p.y + base.y};
+  }
   return count;
 }
 
@@ -692,6 +718,14 @@ bool WKSPoint::InsidePolygon(LONG parts, const LONG *counts, const WKSPoint *p, 
     for (LONG i = 0; i < parts; ++i) {
       LONG c = counts[i] > 0 ? counts[i] : 0;
       for (LONG j = 0; j + 1 < c; ++j) {
+        // Edges with both ends strictly above, or strictly below, are neither the vertex nor a
+        // crossing. Most edges are such: a run of them is passed over one end at a time.
+        if (q[j].y > py) {
+          while (j + 1 < c && q[j + 1].y > py) ++j;
+        } else if (py > q[j].y) {
+          while (j + 1 < c && py > q[j + 1].y) ++j;
+        }
+        if (j + 1 >= c) break;
         const WKSPoint &a = q[j], &b = q[j + 1];
         if (px == a.x && py == a.y) return true;
         bool up = (a.y > py) != (b.y > py);
