@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <numbers>
 #include <random>
 #include <vector>
@@ -220,7 +221,9 @@ void ExpectHullLikeGeos(const Geos &geos, const std::vector<WKSPoint> &input, do
         << work[i].x << " " << work[i].y;
     EXPECT_TRUE(near(work[i], input[indices[i]]));
   }
-  if (n >= 3) EXPECT_TRUE(WKSPoint::IsConvex(n, work.data()));
+  if (n >= 3) {
+    EXPECT_TRUE(WKSPoint::IsConvex(n, work.data()));
+  }
   for (const WKSPoint &q : input)
     EXPECT_FALSE(q.y < work[0].y || (q.y == work[0].y && q.x < work[0].x - tolerance));
 }
@@ -255,7 +258,7 @@ TEST(PointSet, HullSmallAndDegenerateSets) {
   EXPECT_EQ(line[0], (WKSPoint{0, 0}));
   EXPECT_EQ(line[1], (WKSPoint{3, 3}));
   WKSPoint tri[] = {{5, 5}, {0, 1}, {4, 0}};
-  LONG idx[3];
+  LONG idx[6];
   EXPECT_EQ(WKSPoint::ConstructHullGraham(3, tri, idx), 3);
   EXPECT_EQ(tri[0], (WKSPoint{4, 0}));
   EXPECT_EQ(tri[1], (WKSPoint{0, 1}));
@@ -647,6 +650,66 @@ TEST(PointSet, ShapeBuffersReadAsTheArrays) {
   EXPECT_EQ(WKSPoint::Length(buffer.data()), 0);
   EXPECT_EQ(WKSPoint::Length(static_cast<const unsigned char *>(nullptr)), 0);
   EXPECT_TRUE(WKSPoint::LineCentroid(static_cast<const unsigned char *>(nullptr)).IsEmpty());
+}
+
+// Garbage in: NaN and infinite coordinates, repeats, rings that are not hulls (a figure eight
+// turns as much one way as the other, so calipers never finish a quarter turn on their own).
+// Every function ends, stays within its arrays (the sanitizer build checks), and gives counts
+// within bounds.
+TEST(PointSet, BadInputEndsWithinBounds) {
+  std::mt19937 gen(59);
+  std::uniform_int_distribution<int> pick(0, 9);
+  std::uniform_real_distribution<double> u(-5, 5);
+  const double inf = std::numeric_limits<double>::infinity();
+  auto value = [&]() {
+    switch (pick(gen)) {
+      case 0: return kEmptyValue;
+      case 1: return inf;
+      case 2: return -inf;
+      case 3: return 0.0;
+      default: return std::round(u(gen));
+    }
+  };
+  const Ring eight = {{0, 0}, {1, 1}, {2, 0}, {1, -1}, {0, 0}, {-1, 1}, {-2, 0}, {-1, -1}};
+  for (int rep = 0; rep < 300; ++rep) {
+    int n = rep < 20 ? static_cast<int>(eight.size()) : 1 + rep % 23;
+    Ring p(n);
+    for (int i = 0; i < n; ++i) p[i] = rep < 20 ? eight[i] : WKSPoint{value(), value()};
+    Ring work = p;
+    std::vector<LONG> idx(n);
+    LONG h = WKSPoint::ConstructHullGraham(n, work.data(), idx.data());
+    EXPECT_GE(h, 0);
+    EXPECT_LE(h, n);
+    for (LONG i = 0; i < h; ++i) EXPECT_TRUE(idx[i] >= 0 && idx[i] < n);
+    WKSPoint span[2], rect[4];
+    LONG pair[2] = {-1, -1};
+    WKSPoint::HullWidth(n, p.data(), span);
+    WKSPoint::HullLength(n, p.data(), pair);
+    EXPECT_TRUE(pair[0] >= 0 && pair[0] < n && pair[1] >= 0 && pair[1] < n);
+    WKSPoint::HullRectangle(n, p.data(), rect, rep % 2 == 0);
+    WKSPoint::HullIsDegenerate(n, p.data(), 0.5);
+    WKSPoint::IsConvex(n, p.data());
+    work = p;
+    LONG kept = WKSPoint::DouglasPoiker(n, work.data(), rep % 3);
+    EXPECT_TRUE(kept >= 0 && kept <= n);
+    work = p;
+    EXPECT_LE(WKSPoint::MakeNeighborsUnique(n, work.data()), n);
+    LONG count = n;
+    bool boundary;
+    WKSPoint{value(), value()}.InsidePolygon(1, &count, p.data(), &boundary);
+    double along, total;
+    bool right;
+    WKSPoint{value(), value()}.QueryPointAndDistance(3, 1, &count, p.data(), true, &along, &right, &total);
+    WKSPoint c;
+    WKSPoint::AreaCentroid(n, p.data(), &c);
+    WKSPoint::LineCentroid(n, p.data(), nullptr);
+    WKSPoint out[16];
+    WKSPoint a = p[0], b = p[n - 1];
+    if (std::isfinite(a.x) && std::isfinite(a.y) && std::isfinite(b.x) && std::isfinite(b.y)) {
+      EXPECT_LE(WKSPoint::Densify(a, b, 1, out), 16);
+    }
+    EXPECT_EQ(WKSPoint::Densify(a, WKSPoint{inf, 0}, 1, out), 1);
+  }
 }
 
 }  // namespace
