@@ -499,9 +499,10 @@ void WKSPoint::HullRectangle(LONG n, WKSPoint *hull, WKSPoint *const out, bool b
   // When no caliper ever turns, the box of the extremes stands.
   double best = DBL_MAX, keptAngle = kHalfPi;
   WKSPoint kept[4] = {hull[vertex[0]], hull[vertex[1]], hull[vertex[2]], hull[vertex[3]]};
-  // On a convex hull each caliper passes at most n vertices before its turn reaches a quarter;
-  // the bound only keeps a ring that is not a hull from going round for ever.
-  for (LONG steps = 0; steps <= 4 * static_cast<std::int64_t>(n); ++steps) {
+  // A caliper whose summed turn leaves 0..pi/2 (or becomes a NaN) rests for good. Around any
+  // closed ring the edge directions cannot all keep within a quarter turn of each other (they
+  // would not add up to nothing), so every caliper rests within one round, hull or not.
+  for (;;) {
     int k = -1;
     for (int c = 0; c < 4; ++c)
       if (angle[c] >= 0 && angle[c] < kHalfPi && (k < 0 || angle[c] < angle[k])) k = c;

@@ -652,10 +652,9 @@ TEST(PointSet, ShapeBuffersReadAsTheArrays) {
   EXPECT_TRUE(WKSPoint::LineCentroid(static_cast<const unsigned char *>(nullptr)).IsEmpty());
 }
 
-// Garbage in: NaN and infinite coordinates, repeats, rings that are not hulls (a figure eight
-// turns as much one way as the other, so calipers never finish a quarter turn on their own).
-// Every function ends, stays within its arrays (the sanitizer build checks), and gives counts
-// within bounds.
+// Garbage in: NaN and infinite coordinates, repeats, and a ring that is not a hull (a figure
+// eight, whose turns add up to nothing). Every function ends, stays within its arrays (the
+// sanitizer build checks), and gives counts within bounds.
 TEST(PointSet, BadInputEndsWithinBounds) {
   std::mt19937 gen(59);
   std::uniform_int_distribution<int> pick(0, 9);
