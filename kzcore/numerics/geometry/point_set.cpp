@@ -4,7 +4,6 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -18,9 +17,9 @@ constexpr double kHalfPi = 1.5707963267948966;
 
 bool IsZeroVector(double x, double y) { return x == 0 && y == 0; }
 
-// The distance of q from the segment a-b with no extension, by the arithmetic of
-// WKSPoint::ProjectedPoint: the foot is a, b or a + (b - a) * t, and the distance is hypot to it.
-// l2 is the squared length of a-b as ProjectedPoint computes it.
+// The foot of q on the segment a-b with no extension, by the arithmetic of
+// WKSPoint::ProjectedPoint: a, b or a + (b - a) * t. dx, dy and l2 are b - a and its squared
+// length as ProjectedPoint computes them.
 inline void SegmentFoot(const WKSPoint &q, const WKSPoint &a, const WKSPoint &b, double dx,
                         double dy, double l2, double *fx, double *fy) {
   double px = q.x - a.x, py = q.y - a.y;
@@ -559,6 +558,19 @@ LONG WKSPoint::Densify(const WKSPoint &a, const WKSPoint &b, double maxLength, W
   return c + 1;
 }
 
+namespace {
+
+// The square that a quick measure must stay below for a point to be passed over without the exact
+// one: (bar - slack) less a relative margin, squared; -1 (pass nothing) where that is not a
+// normal positive number.
+double QuickBar(double bar, double slack) {
+  double room = (bar - slack) * (1 - 1e-9);
+  if (!(room > 1e-150 && room < 1e140)) return -1;
+  return room * room;
+}
+
+}  // namespace
+
 WKSPoint *WKSPoint::DouglasPoikerMaxDistancePointer(WKSPoint *first, WKSPoint *last,
                                                     double tolerance) {
   if (!first || !last || last - first < 2) return nullptr;
@@ -567,20 +579,40 @@ WKSPoint *WKSPoint::DouglasPoikerMaxDistancePointer(WKSPoint *first, WKSPoint *l
   double l2 = dy * dy + dx * dx;
   double best = 0.0;
   WKSPoint *found = nullptr;
+  // The measure is the distance to the foot that ProjectedPoint gives, by hypot. Most points are
+  // clearly nearer than what they must beat (the tolerance, or the best so far): for them a quick
+  // measure without the division tells, the foot taken with the reciprocal of l2. The quick foot
+  // differs from the exact one by rounding only, also where the two fall on either side of an end
+  // of the segment: at most 8 units of the last place of |a| + |b| + |b - a| per coordinate. The
+  // slack of 16 such units and a relative margin for the squares and hypot keep every point that
+  // the exact measure could keep.
+  double inverse = 1.0 / l2;
+  double slack = 16 * DBL_EPSILON *
+                 (std::fabs(a.x) + std::fabs(a.y) + std::fabs(b.x) + std::fabs(b.y) + std::fabs(dx) + std::fabs(dy));
+  bool quick = l2 > 1e-290 && l2 < 1e290 && slack < 1e140;
+  double quickBar = quick ? QuickBar(tolerance, slack) : -1;
   for (WKSPoint *q = first + 1; q < last; ++q) {
+    if (quickBar > 0) {
+      double px = q->x - a.x, py = q->y - a.y;
+      double t = (py * dy + px * dx) * inverse;
+      double fx = a.x, fy = a.y;
+      if (t >= 1) {
+        fx = b.x;
+        fy = b.y;
+      } else if (t > 0) {
+        fx = a.x + dx * t;
+        fy = a.y + dy * t;
+      }
+      double ex = q->x - fx, ey = q->y - fy;
+      if (ex * ex + ey * ey < quickBar) continue;
+    }
     double fx, fy;
     SegmentFoot(*q, a, b, dx, dy, l2, &fx, &fy);
-    double ex = q->x - fx, ey = q->y - fy;
-    // hypot is the measure; a point clearly nearer than what it must beat is passed over without
-    // it. The square has a relative error of a few units in the last place, far inside the margin,
-    // and the margin is only used where the squares are normal numbers.
-    double bar = best > tolerance ? best : tolerance;
-    double e2 = ex * ex + ey * ey;
-    if (bar > 1e-150 && bar < 1e150 && e2 < bar * bar * (1 - 1e-9)) continue;
-    double d = std::hypot(ex, ey);
+    double d = std::hypot(q->x - fx, q->y - fy);
     if (d >= tolerance && d > best) {
       best = d;
       found = q;
+      if (quick) quickBar = QuickBar(best > tolerance ? best : tolerance, slack);
     }
   }
   return found;

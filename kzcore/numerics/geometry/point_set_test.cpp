@@ -426,6 +426,59 @@ TEST(PointSet, DouglasPoikerMatchesGeosAndKeepsWithinTolerance) {
   EXPECT_EQ(WKSPoint::DouglasPoiker(3, same.data(), 0), 2);
 }
 
+// The farthest point by its definition: the foot by ProjectedPoint without extension, the
+// distance to it by Distance, the first of the farthest at or beyond the tolerance.
+WKSPoint *ReferenceFarthest(WKSPoint *first, WKSPoint *last, double tolerance) {
+  double best = 0;
+  WKSPoint *found = nullptr;
+  for (WKSPoint *q = first + 1; q < last; ++q) {
+    double d = q->Distance(q->ProjectedPoint(*first, *last, 0, nullptr, nullptr, nullptr));
+    if (d >= tolerance && d > best) best = d, found = q;
+  }
+  return found;
+}
+
+TEST(PointSet, FarthestPointIsTheDefinitionsToTheBit) {
+  std::mt19937 gen(37);
+  std::uniform_real_distribution<double> u(-1, 1);
+  std::uniform_int_distribution<int> pick(0, 9);
+  for (double offset : {0.0, 1e6, 1e12, -3e15}) {
+    for (int rep = 0; rep < 1000; ++rep) {
+      int n = 3 + rep % 40;
+      // Down to distances of the size of the rounding of the foot, where only exactness decides.
+      double spread = std::pow(10.0, rep % 20 - 16) * (1 + std::fabs(offset) * 1e-15);
+      Ring p(n);
+      for (int i = 0; i < n; ++i) {
+        // Along a segment, with points near and beyond its ends and repeats of them.
+        double along = u(gen) * 0.7 + 0.5;
+        p[i] = WKSPoint{offset + along * 10, offset + along * 3 + u(gen) * spread};
+        if (pick(gen) == 0) p[i] = p[0];
+        if (pick(gen) == 0) p[i] = p[n - 1];
+      }
+      if (rep % 11 == 0) p[n - 1] = p[0];  // a closed ring: no segment at all
+      std::vector<double> tolerances = {0.0, spread * 0.5, spread * 2, -1.0, kEmptyValue};
+      // Exactly the distance of some point: kept by >=, and nothing may pass it over.
+      int j = 1 + rep % (n - 2);
+      tolerances.push_back(p[j].Distance(p[j].ProjectedPoint(p[0], p[n - 1], 0, nullptr, nullptr, nullptr)));
+      for (double tolerance : tolerances)
+        EXPECT_EQ(WKSPoint::DouglasPoikerMaxDistancePointer(&p[0], &p[n - 1], tolerance),
+                  ReferenceFarthest(&p[0], &p[n - 1], tolerance))
+            << offset << " " << rep << " " << tolerance;
+      // Points all about one tiny distance off a sloped segment: which is farthest is decided by
+      // the rounding of each foot alone.
+      double h = std::pow(10.0, -15 + rep % 4) * (1 + std::fabs(offset) * 1e-15);
+      for (int i = 1; i + 1 < n; ++i) {
+        double along = (i + u(gen) * 0.4) / n;
+        p[i] = WKSPoint{p[0].x + (p[n - 1].x - p[0].x) * along - 0.3 * h, p[0].y + (p[n - 1].y - p[0].y) * along + h};
+      }
+      for (double tolerance : {0.0, h * 0.5})
+        EXPECT_EQ(WKSPoint::DouglasPoikerMaxDistancePointer(&p[0], &p[n - 1], tolerance),
+                  ReferenceFarthest(&p[0], &p[n - 1], tolerance))
+            << offset << " " << rep << " " << tolerance;
+    }
+  }
+}
+
 TEST(PointSet, Densify) {
   WKSPoint out[8];
   EXPECT_EQ(WKSPoint::Densify({0, 0}, {3, 4}, 2, out), 4);  // 5 / 2: three steps
