@@ -5,11 +5,15 @@
 #include <kzcore/pal/pal.h>
 
 #include <kzcore/core/frame.h>
+#include <kzcore/core/hash_proc.h>
 #include <kzcore/core/locale.h>
 #include <kzcore/core/report_error.h>
 #include <kzcore/core/string.h>
 #include <kzcore/core/thread_values.h>
 #include <kzcore/core/unknown.h>
+
+#include <kzcore/containers/base_array.h>
+#include <kzcore/containers/hash.h>
 
 #include <kzcore/numerics/empty_value.h>
 #include <kzcore/numerics/geometry/polygon_area.h>

@@ -79,6 +79,36 @@ void Text() {
   Say("Microsoft printf", formatted);
 }
 
+void Values() {
+  std::printf("\nOLE values\n");
+  VARIANT v;
+  VariantInit(&v);
+  v.vt = VT_BSTR;
+  v.bstrVal = SysAllocString(u" 1,234.5 ");
+  VARIANT number;
+  VariantInit(&number);
+  HRESULT hr = VariantChangeType(&number, &v, 0, VT_R8);
+  String line;
+  line.Format(u"\"%s\" -> %.17g (hr 0x%08X)", v.bstrVal, number.dblVal, hr);
+  Say("text to double", line);
+  VARIANT date;
+  VariantInit(&date);
+  date.vt = VT_DATE;
+  date.date = 46348.75;  // 2026-11-22 18:00
+  Say("date as text", String(date));
+  VARIANT big;
+  VariantInit(&big);
+  big.vt = VT_R8;
+  big.dblVal = 70000.0;
+  VARIANT small;
+  VariantInit(&small);
+  hr = VariantChangeType(&small, &big, 0, VT_I2);
+  line.Format(u"70000 to a 16-bit integer: hr 0x%08X (DISP_E_OVERFLOW)", hr);
+  Say("range check", line);
+  VariantClear(&v);
+  VariantClear(&date);
+}
+
 void Numerics() {
   std::printf("\nPoints, envelopes and random numbers\n");
   RandomGenerator rng(2026, veskRandomGeneratorMersenneTwister);
@@ -109,6 +139,7 @@ int main() {
   std::printf("KzCore tour\n\n");
   Frame();
   Text();
+  Values();
   Numerics();
   return 0;
 }

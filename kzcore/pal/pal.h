@@ -4,15 +4,20 @@
 #pragma once
 
 #include <kzcore/pal/bstr.h>
-#include <kzcore/pal/crt_random.h>
 #include <kzcore/pal/com.h>
+#include <kzcore/pal/connection_point.h>
+#include <kzcore/pal/crt_number.h>
+#include <kzcore/pal/crt_random.h>
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
 #include <kzcore/pal/guid.h>
+#include <kzcore/pal/heap.h>
 #include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>
 #include <kzcore/pal/module.h>
+#include <kzcore/pal/oleaut.h>
 #include <kzcore/pal/point.h>
+#include <kzcore/pal/safe_array.h>
 #include <kzcore/pal/stream.h>
 #include <kzcore/pal/sync.h>
 #include <kzcore/pal/types.h>

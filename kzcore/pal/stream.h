@@ -67,3 +67,18 @@ struct IStream : ISequentialStream {
 };
 KZ_DECLARE_IID(IStream, "{0000000C-0000-0000-C000-000000000046}");
 using LPSTREAM = IStream *;
+
+// A stream over global memory. The stream's size starts as GlobalSize(memory) and the memory
+// grows with it; clones share the memory (and its size) with their own positions. With
+// delete_on_release the memory is freed when the last stream over it is released; a null
+// `memory` makes a new moveable block. Positions and sizes are limited to 32 bits.
+//
+//   IStream *stream = nullptr;
+//   CreateStreamOnHGlobal(nullptr, TRUE, &stream);
+//   stream->Write("abc", 3, nullptr);
+//   HGLOBAL memory = nullptr;
+//   GetHGlobalFromStream(stream, &memory);   // GlobalSize(memory) == 3
+//   stream->Release();                       // frees the memory
+KZ_API HRESULT CreateStreamOnHGlobal(HGLOBAL memory, BOOL delete_on_release, LPSTREAM *stream);
+// The memory under a stream made by CreateStreamOnHGlobal; E_INVALIDARG for any other stream.
+KZ_API HRESULT GetHGlobalFromStream(LPSTREAM stream, HGLOBAL *memory);

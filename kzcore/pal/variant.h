@@ -111,9 +111,35 @@ using LPSAFEARRAY = SAFEARRAY *;
 
 struct ITypeInfo;
 struct IRecordInfo;
-struct DISPPARAMS;
-struct EXCEPINFO;
+struct tagVARIANT;
 using DISPID = LONG;
+
+constexpr DISPID DISPID_VALUE = 0;
+constexpr DISPID DISPID_UNKNOWN = -1;
+constexpr DISPID DISPID_PROPERTYPUT = -3;
+constexpr WORD DISPATCH_METHOD = 0x1;
+constexpr WORD DISPATCH_PROPERTYGET = 0x2;
+constexpr WORD DISPATCH_PROPERTYPUT = 0x4;
+constexpr WORD DISPATCH_PROPERTYPUTREF = 0x8;
+
+struct DISPPARAMS {
+  tagVARIANT *rgvarg;
+  DISPID *rgdispidNamedArgs;
+  UINT cArgs;
+  UINT cNamedArgs;
+};
+
+struct EXCEPINFO {
+  WORD wCode;
+  WORD wReserved;
+  BSTR bstrSource;
+  BSTR bstrDescription;
+  BSTR bstrHelpFile;
+  DWORD dwHelpContext;
+  PVOID pvReserved;
+  HRESULT (*pfnDeferredFillIn)(EXCEPINFO *);
+  SCODE scode;
+};
 
 struct IDispatch : IUnknown {
   virtual HRESULT GetTypeInfoCount(UINT *count) = 0;
@@ -194,13 +220,31 @@ using VARIANTARG = tagVARIANT;
 using LPVARIANT = VARIANT *;
 
 #define V_VT(v) ((v)->vt)
+#define V_ISBYREF(v) (V_VT(v) & VT_BYREF)
+#define V_ISARRAY(v) (V_VT(v) & VT_ARRAY)
+#define V_I1(v) ((v)->cVal)
+#define V_UI1(v) ((v)->bVal)
+#define V_I2(v) ((v)->iVal)
+#define V_UI2(v) ((v)->uiVal)
 #define V_I4(v) ((v)->lVal)
+#define V_UI4(v) ((v)->ulVal)
+#define V_I8(v) ((v)->llVal)
+#define V_UI8(v) ((v)->ullVal)
+#define V_INT(v) ((v)->intVal)
+#define V_UINT(v) ((v)->uintVal)
+#define V_R4(v) ((v)->fltVal)
 #define V_R8(v) ((v)->dblVal)
+#define V_CY(v) ((v)->cyVal)
+#define V_DATE(v) ((v)->date)
 #define V_BSTR(v) ((v)->bstrVal)
 #define V_BOOL(v) ((v)->boolVal)
+#define V_ERROR(v) ((v)->scode)
+#define V_DECIMAL(v) ((v)->decVal)
 #define V_UNKNOWN(v) ((v)->punkVal)
 #define V_DISPATCH(v) ((v)->pdispVal)
 #define V_ARRAY(v) ((v)->parray)
+#define V_BYREF(v) ((v)->byref)
+#define V_VARIANTREF(v) ((v)->pvarVal)
 
 // VariantChangeType flags.
 constexpr USHORT VARIANT_NOVALUEPROP = 0x01;
@@ -210,8 +254,18 @@ constexpr USHORT VARIANT_CALENDAR_HIJRI = 0x08;
 constexpr USHORT VARIANT_LOCALBOOL = 0x10;
 
 KZ_API void VariantInit(VARIANT *v);
-// Frees what the value owns (text, array, interface reference) and leaves VT_EMPTY.
+// Frees what the value owns (text, array, interface reference) and leaves VT_EMPTY; a reference
+// (VT_BYREF) owns nothing. DISP_E_BADVARTYPE for a tag no variant carries, DISP_E_ARRAYISLOCKED
+// for a locked array, which then stays.
 KZ_API HRESULT VariantClear(VARIANT *v);
+// Clears `dst` and copies: text and arrays deep, interfaces with a reference added, VT_BYREF
+// values as the reference itself. On failure `dst` is unchanged.
 KZ_API HRESULT VariantCopy(VARIANT *dst, const VARIANT *src);
+// As VariantCopy, copying the value a VT_BYREF variant refers to.
+KZ_API HRESULT VariantCopyInd(VARIANT *dst, const VARIANT *src);
+// Converts to `vt` (in place when dst == src). References are followed; an object is converted
+// through its value property unless VARIANT_NOVALUEPROP; arrays convert only to their own type,
+// except that a byte array (VT_ARRAY | VT_UI1) and a BSTR convert into each other byte for byte.
+// On success dst is cleared and receives the value; on failure dst is unchanged.
 KZ_API HRESULT VariantChangeType(VARIANT *dst, const VARIANT *src, USHORT flags, VARTYPE vt);
 KZ_API HRESULT VariantChangeTypeEx(VARIANT *dst, const VARIANT *src, LCID lcid, USHORT flags, VARTYPE vt);
