@@ -21,6 +21,7 @@
 #include <kzcore/numerics/geometry/wks_point.h>
 #include <kzcore/numerics/matrix.h>
 #include <kzcore/numerics/random/random_generator.h>
+#include <kzcore/numerics/statistics.h>
 #include <kzcore/numerics/vector.h>
 
 #include <kzcore/platform/object_creation.h>
