@@ -1,5 +1,5 @@
 // Point-set geometry against GEOS: the convex hull, point in polygon and Douglas-Peucker
-// simplification.
+// simplification; and the cost of one value in Statistics, alone.
 #include <benchmark/benchmark.h>
 #include <geos_c.h>
 
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <kzcore/numerics/geometry/wks_point.h>
+#include <kzcore/numerics/statistics.h>
 
 namespace {
 
@@ -163,5 +164,21 @@ void BM_DouglasPoiker_ref(benchmark::State &state) {
   GEOSGeom_destroy_r(h, line);
 }
 BENCHMARK(BM_DouglasPoiker_ref)->Name("BM_DouglasPoiker/ref")->Arg(1)->Arg(10)->Unit(benchmark::kMillisecond);
+
+constexpr long kStatisticsValues = 100000000;  // 10^8 per iteration
+
+// Without kept values: the running sums and extremes only. seconds_per_value is the time of one
+// AddValue.
+void BM_StatisticsAddValue(benchmark::State &state) {
+  for (auto _ : state) {
+    Statistics s(false);
+    for (long i = 0; i < kStatisticsValues; ++i) s.AddValue(static_cast<double>(i & 1023) * 0.25);
+    benchmark::DoNotOptimize(s.Sum());
+    benchmark::DoNotOptimize(s.Minimum());
+  }
+  state.counters["seconds_per_value"] = benchmark::Counter(
+      kStatisticsValues, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_StatisticsAddValue)->Unit(benchmark::kMillisecond);
 
 }  // namespace
