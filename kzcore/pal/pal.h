@@ -4,6 +4,8 @@
 #pragma once
 
 #include <kzcore/pal/bstr.h>
+#include <kzcore/pal/class_registry.h>
+#include <kzcore/pal/clsid.h>
 #include <kzcore/pal/com.h>
 #include <kzcore/pal/connection_point.h>
 #include <kzcore/pal/crt_number.h>
