@@ -574,7 +574,8 @@ Matrix &Matrix::Transpose(Matrix &out) const {
   if (IsInvalid()) return out.SetInvalid();
   if (&out == this) {
     if (rowCount_ == columnCount_) {
-      out.flags_ &= ~kDeterminantKnown;  // kept out of caution: the value is the same
+      // As every member that rewrites the elements, this drops the cached determinant.
+      out.flags_ &= ~kDeterminantKnown;
       out.TransposeSquareInPlace();
       return out;
     }

@@ -1,6 +1,5 @@
 #include <kzcore/numerics/vector.h>
 
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
