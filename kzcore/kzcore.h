@@ -21,8 +21,12 @@
 #include <kzcore/containers/hash.h>
 
 #include <kzcore/numerics/empty_value.h>
+#include <kzcore/numerics/geometry/polygon_area.h>
 #include <kzcore/numerics/geometry/wks_envelope.h>
 #include <kzcore/numerics/geometry/wks_point.h>
+#include <kzcore/numerics/matrix.h>
 #include <kzcore/numerics/random/random_generator.h>
+#include <kzcore/numerics/statistics.h>
+#include <kzcore/numerics/vector.h>
 
 #include <kzcore/platform/object_creation.h>
