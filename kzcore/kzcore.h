@@ -30,3 +30,8 @@
 #include <kzcore/numerics/vector.h>
 
 #include <kzcore/platform/object_creation.h>
+
+#include <kzcore/server/json_service.h>
+#include <kzcore/server/rest/rest_dispatcher.h>
+#include <kzcore/server/rest/rest_error.h>
+#include <kzcore/server/rest/rest_resource.h>
