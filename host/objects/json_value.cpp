@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
+#include <string>
 
 #include <rapidjson/reader.h>
 
@@ -27,8 +30,23 @@ class BoundedHandler {
   bool Uint64(uint64_t u) { return document_.Uint64(u); }
   // A number too large for a double must not come in as infinity, which JSON cannot write.
   bool Double(double d) { return std::isfinite(d) && document_.Double(d); }
-  bool RawNumber(const char *text, rapidjson::SizeType length, bool copy) {
-    return document_.RawNumber(text, length, copy);
+  // Numbers arrive as their text and are read here: the parser's own full-precision reading
+  // indexes past its power table on some long numbers (a fraction with hundreds of zeros).
+  // Integers keep the parser's types; the rest are read correctly rounded in the "C" locale.
+  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
+    const char *end = text + length;
+    if (std::find_if(text, end, [](char c) { return c == '.' || c == 'e' || c == 'E'; }) == end) {
+      if (*text == '-') {
+        int64_t value;
+        if (std::from_chars(text, end, value).ec == std::errc()) return document_.Int64(value);
+      } else {
+        uint64_t value;
+        if (std::from_chars(text, end, value).ec == std::errc()) return document_.Uint64(value);
+      }
+    }
+    static const locale_t c = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
+    const std::string copy(text, length);  // strtod reads to a terminator: the length decides
+    return Double(strtod_l(copy.c_str(), nullptr, c));
   }
   bool String(const char *text, rapidjson::SizeType length, bool copy) {
     return WellFormed(text, length) && document_.String(text, length, copy);
@@ -76,7 +94,7 @@ struct TextParse {
     rapidjson::GenericReader<rapidjson::UTF16<char16_t>, rapidjson::UTF8<>> reader;
     // Iterative: the nesting of outside text must not become the depth of our stack.
     constexpr unsigned kFlags =
-        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
     rapidjson::ParseResult result = reader.Parse<kFlags>(in, handler);
     depth = std::max<LONG>(handler.deepest(), 1);
     read = !result.IsError();
