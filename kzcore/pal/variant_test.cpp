@@ -211,6 +211,8 @@ TEST(VariantChangeType, DecimalsKeepScaleAndRealsGiveFifteenDigits) {
   });
 }
 
+// Conversions of text and to text that the reference table holds are run by its harness; the rows
+// here are the rest.
 TEST(VariantChangeType, BooleansAreMinusOneOrZero) {
   RunConversions({
       {I4(0), VT_BOOL, OK, Bool(0)},        {I4(2), VT_BOOL, OK, Bool(VARIANT_TRUE)},
@@ -220,15 +222,11 @@ TEST(VariantChangeType, BooleansAreMinusOneOrZero) {
       // Unsigned targets take the boolean's bits.
       {Bool(VARIANT_TRUE), VT_UI1, OK, UI1(255)}, {Bool(VARIANT_TRUE), VT_UI2, OK, UI2(65535)},
       {Bool(VARIANT_TRUE), VT_UI4, OK, UI4(0xFFFFFFFFu)}, {Bool(VARIANT_TRUE), VT_UI8, OK, UI8(kUI8Max)},
-      {Bool(VARIANT_TRUE), VT_BSTR, OK, Text(u"-1")}, {Bool(VARIANT_FALSE), VT_BSTR, OK, Text(u"0")},
-      {Text(u"True"), VT_BOOL, OK, Bool(VARIANT_TRUE)}, {Text(u"  FALSE "), VT_BOOL, OK, Bool(0)},
+      {Text(u"  FALSE "), VT_BOOL, OK, Bool(0)},
       {Text(u"0.0"), VT_BOOL, OK, Bool(0)},  {Text(u"&H0"), VT_BOOL, OK, Bool(0)},
       {Text(u"&H10000"), VT_BOOL, OVERFLOW, kNone}, {Text(u"Truth"), VT_BOOL, MISMATCH, kNone},
   });
-  RunConversions({{Bool(VARIANT_TRUE), VT_BSTR, OK, Text(u"True")}, {Bool(0), VT_BSTR, OK, Text(u"False")}},
-                 VARIANT_ALPHABOOL);
-  RunConversions({{Bool(VARIANT_TRUE), VT_BSTR, OK, Text(u"True")}, {Text(u"false"), VT_BOOL, OK, Bool(0)}},
-                 VARIANT_LOCALBOOL);
+  RunConversions({{Text(u"false"), VT_BOOL, OK, Bool(0)}}, VARIANT_LOCALBOOL);
 }
 
 TEST(VariantChangeType, DatesStayBetweenYear100AndYear9999) {
@@ -238,14 +236,13 @@ TEST(VariantChangeType, DatesStayBetweenYear100AndYear9999) {
       {I4(3000000), VT_DATE, OVERFLOW, kNone},        {Bool(VARIANT_TRUE), VT_DATE, OK, Date(-1)},
       {Cy(15000), VT_DATE, OK, Date(1.5)},            {Date(2.5), VT_I4, OK, I4(2)},
       {Date(0), VT_BOOL, OK, Bool(0)},                {Date(43102.5), VT_R8, OK, R8(43102.5)},
-      {Date(1e10), VT_BSTR, E_INVALIDARG, kNone},
   });
 }
 
 TEST(VariantChangeType, EmptyNullErrorAndObjectsFollowTheTable) {
   RunConversions({
       {Empty(), VT_I4, OK, I4(0)},           {Empty(), VT_R8, OK, R8(0)},
-      {Empty(), VT_BSTR, OK, Text(u"")},     {Empty(), VT_BOOL, OK, Bool(0)},
+      {Empty(), VT_BOOL, OK, Bool(0)},
       {Empty(), VT_DATE, OK, Date(0)},       {Empty(), VT_CY, OK, Cy(0)},
       {Empty(), VT_DECIMAL, OK, Dec(0, 0)},  {Empty(), VT_NULL, OK, Null()},
       {Empty(), VT_ERROR, MISMATCH, kNone},  {Empty(), VT_DISPATCH, MISMATCH, kNone},
@@ -310,7 +307,6 @@ TEST(VariantChangeType, NumbersToText) {
       {I8(kI8Min), VT_BSTR, OK, Text(u"-9223372036854775808")},
       {UI8(kUI8Max), VT_BSTR, OK, Text(u"18446744073709551615")},
       {Cy(kI8Min), VT_BSTR, OK, Text(u"-922337203685477.5808")}, {Cy(-10000), VT_BSTR, OK, Text(u"-1")},
-      {R8(-0.0), VT_BSTR, OK, Text(u"0")}, {R8(0.0001), VT_BSTR, OK, Text(u"0.0001")},
       {R8(123456789012345.0), VT_BSTR, OK, Text(u"123456789012345")},
       {R8(1234567890123456.0), VT_BSTR, OK, Text(u"1.23456789012346E+15")},
       {R4(0.1f), VT_BSTR, OK, Text(u"0.1")}, {R4(1234567.0f), VT_BSTR, OK, Text(u"1234567")},
