@@ -149,7 +149,8 @@ TEST(CombineEnvelopes, CountGoalAndTolerance) {
     const std::vector<WKSEnvelope> boxes = ScatteredBoxes(5, 1);
     const WKSEnvelope u = WKSEnvelope::Union(boxes.data(), 5);
     // {n, tolerance, maxCount, count left}; a hard count goal is met whatever the waste.
-    for (auto [n, tolerance, goal, want] : {std::tuple{5, 0.0, 1, 1}, {5, 3.0, 0, 1}, {1, 0.0, 1, 1}, {5, 0.0, 2, 2}}) {
+    for (auto [n, tolerance, goal, want] :
+         {std::tuple{5, 0.0, 1, 1}, {5, 3.0, 0, 1}, {1, 0.0, 1, 1}, {5, 0.0, 2, 2}}) {
       std::vector<WKSEnvelope> work = boxes;
       ASSERT_EQ(combine(work.data(), n, 0, tolerance, goal), want) << n << " " << tolerance << " " << goal;
       if (want == 1) {

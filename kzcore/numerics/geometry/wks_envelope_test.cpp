@@ -64,7 +64,8 @@ TEST(WKSEnvelope, ConstructionSettersAndGrowth) {
   const WKSEnvelope boxes[] = {WKSEnvelope(), WKSEnvelope(0.0, 0.0, 1.0, 1.0), WKSEnvelope(2.0, -1.0, 3.0, 0.5)};
   const double raw[4] = {4, 3, 2, 1};
   const WKSEnvelope o(10.0, -2.0, 11.0, 1.0);
-  const WKSEnvelope set[] = {WKSEnvelope(), WKSEnvelope(1.0, 1.0, 2.0, 2.0), WKSEnvelope(), WKSEnvelope(-1.0, 0.0, 0.0, 3.0)};
+  const WKSEnvelope set[] = {WKSEnvelope(), WKSEnvelope(1.0, 1.0, 2.0, 2.0), WKSEnvelope(),
+                             WKSEnvelope(-1.0, 0.0, 0.0, 3.0)};
   CheckBoxes({
       {"corners are normalised", WKSEnvelope(5.0, 6.0, 1.0, 2.0), 1, 2, 5, 6},
       {"corner points are normalised", WKSEnvelope(WKSPoint{4, 1}, WKSPoint{2, 3}), 2, 1, 4, 3},
@@ -82,7 +83,7 @@ TEST(WKSEnvelope, ConstructionSettersAndGrowth) {
       {"then put_YMax", WKSEnvelope().put_YMin(2).put_YMax(7), -DBL_MAX, 2, DBL_MAX, 7},
       {"then put_XMin: xmax follows", WKSEnvelope().put_YMin(2).put_YMax(7).put_XMin(1), 1, 2, 1, 7},
       {"put_XMin across xmax swaps", WKSEnvelope(0.0, 0.0, 4.0, 4.0).put_XMin(6), 4, 0, 6, 4},
-      {"a corner across the opposite one", WKSEnvelope(4.0, 0.0, 6.0, 4.0).put_UpperRight(WKSPoint{1, -1}), 1, -1, 4, 0},
+      {"a corner across the opposite one", WKSEnvelope(4.0, 0.0, 6.0, 4.0).put_UpperRight(1, -1), 1, -1, 4, 0},
       {"put_LowerLeft", WKSEnvelope(1.0, -1.0, 4.0, 0.0).put_LowerLeft(2, -3), 2, -3, 4, 0},
       {"a corner of an empty box", WKSEnvelope().put_LowerRight(3, 4), 3, 4, 3, 4},
       {"a negative width extends left", WKSEnvelope(2.0, -3.0, 4.0, 0.0).put_Width(-5), -3, -3, 2, 0},
@@ -315,7 +316,7 @@ TEST(WKSEnvelope, ExpandSnapRotateConstrain) {
       {"outward", true, 1, 0.5, 0, 0.1, WKSEnvelope(0.3, 0.3, 4.6, 2.2), true, 0, 0.1, 5, 2.6},
       {"inward, y step 0 leaves y alone", false, 1, 0, 0, 0, WKSEnvelope(0.3, 0.3, 4.6, 2.2), true, 1, 0.3, 4, 2.2},
       {"inward, no cell fits", false, 1, 1, 0, 0, WKSEnvelope(0.2, 0.2, 0.8, 0.8), false, 0.2, 0.2, 0.8, 0.8},
-      {"inward, x fails and y is still done", false, 1, 1, 0, 0, WKSEnvelope(0.2, 0.2, 0.8, 3.5), false, 0.2, 1, 0.8, 3},
+      {"inward, x fails, y is done", false, 1, 1, 0, 0, WKSEnvelope(0.2, 0.2, 0.8, 3.5), false, 0.2, 1, 0.8, 3},
   };
   for (Grid &g : grids) {
     SCOPED_TRACE(g.what);
@@ -473,7 +474,8 @@ TEST(WKSEnvelopeZ, ConstructionReadersAndCorners) {
 
   const std::vector<WKSPointZ> corners = {b.XminYminZmin(), b.XminYmaxZmin(), b.XmaxYmaxZmin(), b.XmaxYminZmin(),
                                           b.XminYminZmax(), b.XmaxYmaxZmax(), b[9]};
-  EXPECT_EQ(corners, (std::vector<WKSPointZ>{{1, 2, 3}, {1, 5, 3}, {4, 5, 3}, {4, 2, 3}, {1, 2, 6}, {4, 5, 6}, {1, 5, 3}}));
+  EXPECT_EQ(corners,
+            (std::vector<WKSPointZ>{{1, 2, 3}, {1, 5, 3}, {4, 5, 3}, {4, 2, 3}, {1, 2, 6}, {4, 5, 6}, {1, 5, 3}}));
   // Opposite corners are the ends of a space diagonal.
   for (int i = 0; i < 8; ++i) EXPECT_EQ(b[i].DistanceSquared(b[WKSEnvelopeZ::OppositeCorner(i)]), 27) << i;
   // The neighbour table as it stands: corner 0 has its true neighbours, corner 2 lists itself.
