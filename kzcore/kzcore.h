@@ -21,3 +21,5 @@
 #include <kzcore/numerics/random/random_generator.h>
 
 #include <kzcore/platform/object_creation.h>
+
+#include <kzcore/server/rest_request_handler.h>
