@@ -65,7 +65,7 @@ Options (each overrides the configuration file):
       --max-line BYTES      the longest request line or header line (default
                             8192); a longer one gets 414 or 431
       --max-connections N   the most connections open at once (default 256);
-                            more are closed at once
+                            more wait until one closes
       --read-timeout SECONDS    the time a client has to send a whole request,
                             headers and body (default 10); a slower one is cut off
       --write-timeout SECONDS   the time a client has to take a whole response
