@@ -2,28 +2,74 @@
 
 #include <cstring>
 
-#include <kzcore/pal/wide.h>
 
 namespace kzhost {
 
+// The conversions run for every text of every request, so they are done here in one pass each
+// rather than through the C-runtime pair, which measures first and converts after.
 Bstr Bstr::FromUtf8(std::string_view utf8) {
-  if (utf8.find('\0') != std::string_view::npos) return Bstr();
-  std::string copy(utf8);  // mbstowcs reads up to a 0 byte
-  size_t units = mbstowcs(static_cast<WCHAR *>(nullptr), copy.c_str(), 0);
-  if (units == static_cast<size_t>(-1) || units > 0x7FFFFFF0u) return Bstr();
-  BSTR text = SysAllocStringLen(nullptr, static_cast<UINT>(units));
-  if (text == nullptr) return Bstr();
-  mbstowcs(text, copy.c_str(), units + 1);
-  return Bstr(text);
+  if (utf8.size() > 0x7FFFFFF0u) return Bstr();
+  // UTF-8 never takes fewer bytes than UTF-16 takes units, so the text's size bounds the result.
+  thread_local std::u16string units;
+  units.resize(utf8.size());
+  const auto *p = reinterpret_cast<const unsigned char *>(utf8.data());
+  const auto *end = p + utf8.size();
+  size_t n = 0;
+  while (p < end) {
+    unsigned c = *p;
+    if (c - 1 < 0x7F) {  // ASCII other than 0
+      units[n++] = static_cast<char16_t>(c);
+      ++p;
+      continue;
+    }
+    int extra;
+    unsigned cp, min;
+    if ((c & 0xE0) == 0xC0) extra = 1, cp = c & 0x1F, min = 0x80;
+    else if ((c & 0xF0) == 0xE0) extra = 2, cp = c & 0x0F, min = 0x800;
+    else if ((c & 0xF8) == 0xF0) extra = 3, cp = c & 0x07, min = 0x10000;
+    else return Bstr();  // a 0 byte, a continuation byte or a byte no UTF-8 has
+    if (end - p <= extra) return Bstr();
+    for (int k = 1; k <= extra; ++k) {
+      if ((p[k] & 0xC0) != 0x80) return Bstr();
+      cp = (cp << 6) | (p[k] & 0x3F);
+    }
+    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return Bstr();
+    if (cp >= 0x10000) {
+      cp -= 0x10000;
+      units[n++] = static_cast<char16_t>(0xD800 + (cp >> 10));
+      units[n++] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
+    } else {
+      units[n++] = static_cast<char16_t>(cp);
+    }
+    p += extra + 1;
+  }
+  return Bstr(SysAllocStringLen(units.data(), static_cast<UINT>(n)));
 }
 
 std::optional<std::string> ToUtf8(const WCHAR *text) {
-  if (text == nullptr) return std::string();
-  size_t bytes = wcstombs(nullptr, text, 0);
-  if (bytes == static_cast<size_t>(-1)) return std::nullopt;
-  std::string out(bytes + 1, '\0');
-  wcstombs(out.data(), text, out.size());
-  out.resize(bytes);
+  std::string out;
+  if (text == nullptr) return out;
+  for (const WCHAR *p = text; *p != 0; ++p) {
+    unsigned c = *p;
+    if (c < 0x80) {
+      out.push_back(static_cast<char>(c));
+    } else if (c < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      if (c > 0xDBFF || p[1] < 0xDC00 || p[1] > 0xDFFF) return std::nullopt;  // a lone surrogate
+      unsigned cp = 0x10000 + ((c - 0xD800) << 10) + (p[1] - 0xDC00u);
+      ++p;
+      out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    }
+  }
   return out;
 }
 

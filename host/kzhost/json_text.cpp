@@ -42,10 +42,50 @@ bool ValidJson(std::string_view text, int max_depth) {
   return !reader.Parse<kReadFlags>(input, guard).IsError();
 }
 
+// One pass: the reader feeds the document through the depth guard.
+class DocumentBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DocumentBuilder> {
+ public:
+  DocumentBuilder(rapidjson::Document &doc, int max_depth) : doc_(doc), max_depth_(max_depth) {}
+  bool Null() { return doc_.Null(); }
+  bool Bool(bool b) { return doc_.Bool(b); }
+  bool Int(int i) { return doc_.Int(i); }
+  bool Uint(unsigned u) { return doc_.Uint(u); }
+  bool Int64(int64_t i) { return doc_.Int64(i); }
+  bool Uint64(uint64_t u) { return doc_.Uint64(u); }
+  bool Double(double d) { return doc_.Double(d); }
+  bool RawNumber(const char *s, rapidjson::SizeType n, bool copy) { return doc_.RawNumber(s, n, copy); }
+  bool String(const char *s, rapidjson::SizeType n, bool copy) { return doc_.String(s, n, copy); }
+  bool Key(const char *s, rapidjson::SizeType n, bool copy) { return doc_.Key(s, n, copy); }
+  bool StartObject() { return ++depth_ <= max_depth_ && doc_.StartObject(); }
+  bool EndObject(rapidjson::SizeType n) {
+    --depth_;
+    return doc_.EndObject(n);
+  }
+  bool StartArray() { return ++depth_ <= max_depth_ && doc_.StartArray(); }
+  bool EndArray(rapidjson::SizeType n) {
+    --depth_;
+    return doc_.EndArray(n);
+  }
+
+ private:
+  rapidjson::Document &doc_;
+  int max_depth_;
+  int depth_ = 0;
+};
+
 bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth) {
-  if (!ValidJson(text, max_depth)) return false;
-  doc.Parse<kReadFlags>(text.data(), text.size());
-  return !doc.HasParseError();
+  bool ok = false;
+  auto generate = [&](rapidjson::Document &target) {
+    rapidjson::MemoryStream bytes(text.data(), text.size());
+    rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
+    rapidjson::Reader reader;
+    DocumentBuilder builder(target, max_depth);
+    ok = !reader.Parse<kReadFlags>(input, builder).IsError();
+    return ok;
+  };
+  doc.Populate(generate);
+  if (!ok) doc.SetNull();
+  return ok;
 }
 
 void AppendJsonString(std::string &out, std::string_view text) {

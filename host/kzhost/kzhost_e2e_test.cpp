@@ -312,6 +312,21 @@ TEST_F(KzhostTest, EachErrorDocument) {
   std::filesystem::remove(config);
 }
 
+TEST_F(KzhostTest, ServesAClassFromAModuleNamedInTheConfiguration) {
+  std::string config = TempFile("kzhost-module.json", std::string(R"({"services":[
+      {"name":"Greeting","clsid":"{5D0C3A52-2E0B-4C7B-9D7E-7A51E0B1C0DE}","module":")") +
+                                                           KZHOST_GREETING_MODULE + R"("},
+      {"name":"Lost","clsid":"{5D0C3A52-2E0B-4C7B-9D7E-7A51E0B1C0DF}","module":"/nonexistent/module.so"}]})");
+  Start({"--config", config});
+  HttpResponse greet = Get(port_, "/services/Greeting/greet?who=you");
+  EXPECT_EQ(greet.status, 200);
+  EXPECT_EQ(greet.headers["content-type"], "application/json");
+  EXPECT_EQ(greet.body, R"({"greeting":"hello"})");
+  ExpectErrorDocument(Get(port_, "/services/Greeting/wave"), 400, "Invalid URL.");
+  ExpectErrorDocument(Get(port_, "/services/Lost"), 503, "Service unavailable.");
+  std::filesystem::remove(config);
+}
+
 TEST_F(KzhostTest, MalformedRequestsGetHttpErrors) {
   Start();
   EXPECT_EQ(Get(port_, "/nowhere").status, 404);

@@ -200,14 +200,18 @@ bool ReadJsonBody(std::string_view body, Collected &out, Route &failure) {
 bool RequestProperties(const HttpRequest &request, std::string &out, Route &failure) {
   rapidjson::Document doc;
   const std::string_view *given = FindHeader(request, kPropertiesHeader);
-  if (given != nullptr) {
+  if (given == nullptr) {
+    out = "{\"HttpMethod\":";
+    AppendJsonString(out, request.method);
+    out.push_back('}');
+    return true;
+  }
+  {
     if (!ParseJson(*given, doc) || !doc.IsObject()) {
       failure = RestFailure(RestError::kInvalidArgs, "The request properties are not a JSON object.");
       return false;
     }
     doc.RemoveMember("HttpMethod");
-  } else {
-    doc.SetObject();
   }
   rapidjson::Document props(rapidjson::kObjectType);
   auto &alloc = props.GetAllocator();
