@@ -7,6 +7,10 @@
 #include <iostream>
 #include <sstream>
 
+#ifdef KZHOST_HAS_HOST_OBJECTS
+#include <host/objects/host_objects.h>
+#endif
+
 #include "configuration.h"
 #include "http_front.h"
 #include "samples/sample_service.h"
@@ -72,6 +76,14 @@ int main(int argc, char **argv) {
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
 
+#ifdef KZHOST_HAS_HOST_OBJECTS
+  // The objects a host provides to its services (the JSON service among them), before any
+  // service is made.
+  if (FAILED(KzRegisterHostObjects())) {
+    std::cerr << "kzhost: the host objects could not be registered\n";
+    return 1;
+  }
+#endif
   if (!RegisterSampleClasses()) {
     std::cerr << "kzhost: the sample classes could not be registered\n";
     return 1;

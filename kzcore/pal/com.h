@@ -101,7 +101,7 @@ KZ_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void *server_info
 KZ_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown *outer, DWORD context, REFIID riid,
                                 void **ppv);
 // The programmatic identifier of a class, as task memory the caller frees with CoTaskMemFree.
-// Linux: no class has one yet; every class gives REGDB_E_CLASSNOTREG.
+// REGDB_E_CLASSNOTREG when the class has none (see <kzcore/pal/class_registry.h>).
 KZ_API HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR *prog_id);
 // Puts an object in its running state; in-process objects already are, so this succeeds for any
 // non-null object.

@@ -2,7 +2,16 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <initializer_list>
+#include <mutex>
+#include <string>
+
+#include <unicode/udat.h>
+#include <unicode/uloc.h>
+#include <unicode/unum.h>
+
+#include <kzcore/pal/sync.h>
 
 namespace {
 
@@ -78,3 +87,109 @@ LANGID GetUserDefaultUILanguage() {
 }
 
 LCID GetUserDefaultLCID() { return GetUserDefaultLangID(); }
+
+namespace {
+
+// The separators of one locale, as GetLocaleInfoW gives them.
+struct Separators {
+  LCID locale;
+  std::u16string decimal, thousand, date, time;
+};
+
+std::u16string NumberSymbol(const char *icu_locale, UNumberFormatSymbol symbol, const char16_t *fallback) {
+  UErrorCode status = U_ZERO_ERROR;
+  UNumberFormat *format = unum_open(UNUM_DECIMAL, nullptr, 0, icu_locale, nullptr, &status);
+  std::u16string result = fallback;
+  if (U_SUCCESS(status)) {
+    UChar text[16];
+    const int32_t n = unum_getSymbol(format, symbol, text, 16, &status);
+    if (U_SUCCESS(status) && n > 0 && n < 16) result.assign(text, static_cast<std::size_t>(n));
+  }
+  unum_close(format);
+  return result;
+}
+
+bool PatternLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
+
+// The separator after the first field of a short date or time pattern: "M/d/yy" gives "/",
+// "dd.MM.yy" ".", "H.mm" ".". Quotes and spaces around it are left out; a pattern without one
+// gives the fallback.
+std::u16string PatternSeparator(const char *icu_locale, UDateFormatStyle time_style, UDateFormatStyle date_style,
+                                const char16_t *fallback) {
+  UErrorCode status = U_ZERO_ERROR;
+  UDateFormat *format = udat_open(time_style, date_style, icu_locale, nullptr, -1, nullptr, -1, &status);
+  std::u16string result = fallback;
+  if (U_SUCCESS(status)) {
+    UChar pattern[128];
+    const int32_t n = udat_toPattern(format, false, pattern, 128, &status);
+    if (U_SUCCESS(status) && n > 0 && n < 128) {
+      int32_t i = 0;
+      while (i < n && !PatternLetter(pattern[i])) ++i;  // to the first field
+      while (i < n && PatternLetter(pattern[i])) ++i;   // past it
+      std::u16string separator;
+      for (; i < n && !PatternLetter(pattern[i]); ++i) {
+        const char16_t c = pattern[i];
+        if (c != u'\'' && c != u' ' && c != 0xA0 && c != 0x202F) separator += c;
+      }
+      if (!separator.empty()) result = separator;
+    }
+  }
+  udat_close(format);
+  return result;
+}
+
+// Null when ICU knows no locale for the identifier.
+const Separators *SeparatorsFor(LCID locale) {
+  static std::mutex lock;
+  // A deque keeps its elements in place as it grows; it lives to the end of the process.
+  static std::deque<Separators> *cache = new std::deque<Separators>;
+  std::lock_guard<std::mutex> guard(lock);
+  for (const Separators &s : *cache)
+    if (s.locale == locale) return &s;
+  Separators s{locale, u".", u",", u"/", u":"};
+  if (locale != LOCALE_INVARIANT) {
+    char name[ULOC_FULLNAME_CAPACITY];
+    UErrorCode status = U_ZERO_ERROR;
+    const int32_t n = uloc_getLocaleForLCID(locale, name, sizeof name, &status);
+    if (U_FAILURE(status) || n <= 0 || n >= static_cast<int32_t>(sizeof name)) return nullptr;
+    s.decimal = NumberSymbol(name, UNUM_DECIMAL_SEPARATOR_SYMBOL, u".");
+    s.thousand = NumberSymbol(name, UNUM_GROUPING_SEPARATOR_SYMBOL, u",");
+    s.date = PatternSeparator(name, UDAT_NONE, UDAT_SHORT, u"/");
+    s.time = PatternSeparator(name, UDAT_SHORT, UDAT_NONE, u":");
+  }
+  cache->push_back(std::move(s));
+  return &cache->back();
+}
+
+}  // namespace
+
+int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR buffer, int size) {
+  const LCTYPE item = type & ~(LOCALE_NOUSEROVERRIDE | LOCALE_USE_CP_ACP);
+  if (item != LOCALE_SDECIMAL && item != LOCALE_STHOUSAND && item != LOCALE_SDATE && item != LOCALE_STIME) {
+    SetLastError(ERROR_INVALID_FLAGS);
+    return 0;
+  }
+  if (size < 0 || (size > 0 && buffer == nullptr)) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+  }
+  // Linux: the defaults are the language of the locale environment.
+  if (locale == 0 || locale == LOCALE_USER_DEFAULT || locale == LOCALE_SYSTEM_DEFAULT) locale = GetUserDefaultLCID();
+  const Separators *s = SeparatorsFor(locale);
+  if (s == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+  }
+  const std::u16string &text = item == LOCALE_SDECIMAL    ? s->decimal
+                               : item == LOCALE_STHOUSAND ? s->thousand
+                               : item == LOCALE_SDATE     ? s->date
+                                                          : s->time;
+  const int needed = static_cast<int>(text.size()) + 1;
+  if (size == 0) return needed;
+  if (size < needed) {
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return 0;
+  }
+  std::memcpy(buffer, text.c_str(), sizeof(WCHAR) * static_cast<std::size_t>(needed));
+  return needed;
+}

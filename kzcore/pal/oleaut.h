@@ -16,6 +16,7 @@
 //   SystemTimeToVariantTime(&st, &date);           // 43102
 #pragma once
 
+#include <kzcore/pal/locale.h>  // the locale identifiers
 #include <kzcore/pal/variant.h>
 
 struct SYSTEMTIME {
@@ -34,11 +35,6 @@ struct UDATE {
   SYSTEMTIME st;
   USHORT wDayOfYear;
 };
-
-constexpr LCID LOCALE_USER_DEFAULT = 0x0400;
-constexpr LCID LOCALE_SYSTEM_DEFAULT = 0x0800;
-constexpr LCID LOCALE_INVARIANT = 0x007F;
-constexpr ULONG LOCALE_NOUSEROVERRIDE = 0x80000000;
 
 // dwFlags of the Var*From* functions.
 constexpr ULONG VAR_TIMEVALUEONLY = 0x001;

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <kzcore/pal/bstr.h>
+#include <kzcore/pal/class_registry.h>
+#include <kzcore/pal/clsid.h>
+#include <kzcore/pal/code_page.h>
 #include <kzcore/pal/com.h>
 #include <kzcore/pal/connection_point.h>
 #include <kzcore/pal/crt_number.h>
@@ -11,6 +14,7 @@
 #include <kzcore/pal/export.h>
 #include <kzcore/pal/format.h>
 #include <kzcore/pal/guid.h>
+#include <kzcore/pal/guid_text.h>
 #include <kzcore/pal/heap.h>
 #include <kzcore/pal/locale.h>
 #include <kzcore/pal/memory.h>

@@ -150,6 +150,107 @@ struct KZ_API WKSPoint {
   // the distance to the infinite line (not to the returned point). Each pointer may be null.
   WKSPoint ProjectedPoint(const WKSPoint &a, const WKSPoint &b, LONG extension, double *ratio,
                           bool *rightSide, double *distance) const;
+
+  // Point sets (point_set.cpp): hulls, rotating calipers, simplification, densification and the
+  // polygon and polyline queries, over a count and a pointer. Rings are clockwise: Area is
+  // positive for a clockwise triple, and the hull code builds on that. A null array counts as no
+  // points.
+
+  // ((c.x-a.x)*(b.y-a.y) - (c.y-a.y)*(b.x-a.x))*0.5; the pointer form takes p[0], p[1], p[2].
+  static double Area(const WKSPoint &a, const WKSPoint &b, const WKSPoint &c);
+  static double Area(const WKSPoint *const p);
+  // Segments a-b and c-d: the parameters t (along a-b) and u (along c-d) of the crossing of their
+  // lines go to the pointers that aren't null; true when both lie in 0..1. Parallel lines: t and u
+  // the empty value, false.
+  static bool Intersect(WKSPoint a, WKSPoint b, WKSPoint c, WKSPoint d, double *t, double *u);
+  // The distance of b from the line through a in the direction (cos angle, sin angle).
+  static double DistanceParallelLines(const WKSPoint &a, const WKSPoint &b, double angle);
+  // Turns four support points into the corners of the rectangle of that orientation, in place:
+  // lines 0 and 2 run along (cos angle, sin angle), lines 1 and 3 across, each through its point;
+  // corner i is where line i meets line i+1 (an empty value where they don't meet).
+  static void ConstructRectangle(WKSPoint *const p, double angle);
+
+  // Graham scan in place: the hull's count, its points at the head of the array, clockwise from
+  // the lowest point (the lowest y, then the lowest x). Collinear and repeated points are left
+  // out. indices, if not null, gets the input index of each hull point (the first of equal
+  // points). The points behind the count are left moved by the pivot: the tail holds no useful
+  // data. n < 1 gives 0, and so does memory that cannot be had (the points are then untouched).
+  static LONG ConstructHullGraham(LONG n, WKSPoint *points, LONG *indices);
+  // Each run of equal neighbours is reduced to its first member (the others get an empty x), then
+  // the points from the first such one on move up over the empty ones. A point that came in empty
+  // before the first repeat stays, later ones go. The new count; n < 1 gives n. The pointer form
+  // works on the pointers (writing the empty x through them).
+  static LONG MakeNeighborsUnique(LONG n, WKSPoint *p);
+  static LONG MakeNeighborsUnique(LONG n, WKSPoint **p);
+  // Copies the non-empty points (points of non-null, non-empty pointers) to dst in order, or with
+  // a null dst moves them up in place; their count; n < 1 gives 0.
+  static LONG MoveNonEmptyPoints(LONG n, WKSPoint *src, WKSPoint *dst);
+  static LONG MoveNonEmptyPoints(LONG n, WKSPoint **src, WKSPoint **dst);
+  // True for fewer than 2 points, for 2 different ones, and for a ring whose every triple (with
+  // wrap-around) is strictly clockwise.
+  static bool IsConvex(LONG n, const WKSPoint *p);
+  // The least height of the triangle: twice its area over its longest side; 0 when flat.
+  static double TriangleWidth(const WKSPoint &a, const WKSPoint &b, const WKSPoint &c);
+
+  // Rotating calipers over a clockwise hull (a last point equal to the first is dropped).
+  // HullWidth: the least distance between two parallel lines holding the hull, with the two points
+  // that realise it in span[0] (the hull vertex) and span[1] (its foot on the opposite edge). No
+  // points: the empty value; fewer than 3: 0.0 with both span points hull[0].
+  static double HullWidth(LONG n, const WKSPoint *hull, WKSPoint *span);
+  // True for fewer than 3 points or a hull no wider than tolerance.
+  static bool HullIsDegenerate(LONG n, const WKSPoint *hull, double tolerance);
+  // The diameter: the greatest distance between two hull vertices, their indices in pair[0..1]
+  // or the points in span[0..1]. No points: the empty value.
+  static double HullLength(LONG n, const WKSPoint *hull, LONG *pair);
+  static double HullLength(LONG n, const WKSPoint *hull, WKSPoint *span);
+  // The smallest enclosing rectangle, by area or by width, as four corners in out. No points: four
+  // points with an empty x; one or two: the points themselves.
+  static void HullRectangle(LONG n, WKSPoint *hull, WKSPoint *const out, bool byArea);
+  // The same for any points: ConstructHullGraham in place first (count, if not null, receives the
+  // hull's count).
+  static double ClusterWidth(LONG n, WKSPoint *p, LONG *count, WKSPoint *span);
+  static double ClusterDiameter(LONG n, WKSPoint *p, LONG *count, WKSPoint *span);
+  static void ClusterRectangle(LONG n, WKSPoint *p, WKSPoint *const out, bool byArea);
+
+  // Cuts a-b into c equal steps of at most maxLength (one step when maxLength <= 0): out gets c+1
+  // points, a first and b exactly last; the result is c+1. Equal points give b alone and 1.
+  static LONG Densify(const WKSPoint &a, const WKSPoint &b, double maxLength, WKSPoint *out);
+  // Douglas-Poiker simplification in place, without recursion but for a closed ring (whose two
+  // halves are simplified first, and whose middle vertex then goes): removed vertices get an empty
+  // x, and the result is the number kept (compact them with MoveNonEmptyPoints). Fewer than 3
+  // points stay as they are.
+  static LONG DouglasPoiker(LONG n, WKSPoint *p, double tolerance);
+  // The point strictly between first and last farthest from the segment first-last, if it is at
+  // least tolerance away; null otherwise.
+  static WKSPoint *DouglasPoikerMaxDistancePointer(WKSPoint *first, WKSPoint *last,
+                                                   double tolerance);
+
+  // Polylines and polygons. LineCentroid: the centroid of the segments by length (total length to
+  // *length); no length gives an empty x and y 0. Length: the sum of the parts' lengths (empty when
+  // a coordinate difference is a NaN). AreaCentroid: the signed area of the rings, one per part,
+  // through PolygonAreaAndCentroid; centroid (may be null) empty when the area is 0.
+  static WKSPoint LineCentroid(LONG n, const WKSPoint *p, double *length);
+  static double Length(LONG parts, const LONG *counts, const WKSPoint *p);
+  static double AreaCentroid(LONG parts, const LONG *counts, const WKSPoint *p, WKSPoint *centroid);
+  static double AreaCentroid(LONG n, const WKSPoint *p, WKSPoint *centroid);
+  // The same read from a shape buffer: bytes 0-3 the type, 4-35 the box, 36 the part count and 40
+  // the point count (32-bit little-endian), 44 the parts' start indices (32-bit each), then the
+  // points as pairs of doubles. The line centroid weights each part's centroid by its length.
+  // Parts whose start and size don't fit the counts are skipped.
+  static double Length(const unsigned char *shape);
+  static WKSPoint LineCentroid(const unsigned char *shape);
+  static double AreaCentroid(const unsigned char *shape, WKSPoint *centroid);
+
+  // Whether self lies in the polygon (rings closed by repeating their first point), by ray
+  // crossings counted to the right and to the left. On a vertex, or where the two counts disagree
+  // (on an edge), the result is true with *boundary true; otherwise *boundary is false.
+  bool InsidePolygon(LONG parts, const LONG *counts, const WKSPoint *p, bool *boundary) const;
+  // The nearest point to self on a multipart polyline; along receives the distance along the
+  // line to it (over the total length when asRatio), rightSide the side of self, total the total
+  // length. extension applies to the ends of each part. A part of one vertex is measured against
+  // p[0], the array's first point, whatever the part: kept as the family has it.
+  WKSPoint QueryPointAndDistance(LONG extension, LONG parts, const LONG *counts, const WKSPoint *p,
+                                 bool asRatio, double *along, bool *rightSide, double *total) const;
 };
 
 struct KZ_API WKSPointZ {

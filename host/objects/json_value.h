@@ -1,0 +1,72 @@
+// What the JSON classes share: their RapidJSON documents, the conversions between UTF-16 text and
+// the documents' UTF-8, parsing with limits, and writing numbers in their shortest exact form.
+// RapidJSON stays inside this module: none of its types appear in the service's interfaces.
+#pragma once
+
+#include <string>
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <kzcore/server/json_service.h>
+
+namespace kz::host::json {
+
+using Document = rapidjson::Document;
+using Value = rapidjson::Value;
+using Allocator = Document::AllocatorType;
+
+// How the module's own objects hand their values to one another without a round trip through
+// text. Objects of another implementation are read through their text.
+struct IJSONValueSource : IUnknown {
+  virtual const Value &JSONValue() = 0;
+  // The nesting of the value: 1 for one without objects or arrays inside.
+  virtual LONG JSONDepth() = 0;
+};
+
+// UTF-16 to UTF-8; false for a lone surrogate.
+bool Utf8FromUtf16(LPCOLESTR text, std::string &out);
+// A BSTR of the UTF-8 text (which the documents only ever hold well-formed).
+HRESULT BstrFromUtf8(const char *text, std::size_t length, BSTR *out);
+
+// Reads `text` as one JSON document into `document`, with its nesting in `depth`. False for text
+// that is not JSON, nests deeper than kJSONMaxDepth, or holds an escaped lone surrogate.
+bool ParseDocument(LPCOLESTR text, Document &document, LONG &depth);
+
+// `value` rounded to `precision` significant digits (1 to 17; 0 or less keeps it). False for a
+// value that is not finite or does not stay finite once rounded.
+bool RoundToPrecision(double value, LONG precision, double &out);
+
+// Writes a value's text into a RapidJSON writer, numbers in their shortest exact form.
+bool WriteValue(const Value &value, rapidjson::Writer<rapidjson::StringBuffer> &writer);
+// Writes one double in its shortest exact form.
+bool WriteNumber(double value, rapidjson::Writer<rapidjson::StringBuffer> &writer);
+
+// The JSON text of `value` as a BSTR.
+HRESULT TextOf(const Value &value, BSTR *text);
+
+// A copy of the value of `object` (made with `allocator`) and its nesting, from an object of this
+// module or, through its text, of another implementation.
+HRESULT CopyObjectValue(IJSONObject *object, Allocator &allocator, Value &out, LONG &depth);
+HRESULT CopyArrayValue(IJSONArray *array, Allocator &allocator, Value &out, LONG &depth);
+
+JSONType TypeOf(const Value &value);
+
+// The values that the Add operations put in: E_POINTER for a null text, E_INVALIDARG for text
+// with a lone surrogate or a number that is not finite.
+HRESULT StringValue(LPCOLESTR text, Allocator &allocator, Value &out);
+HRESULT NumberValue(double number, LONG precision, Value &out);
+
+// The Get operations: E_POINTER for a null `out`, DISP_E_TYPEMISMATCH for a value of another
+// type (with *out cleared). Objects and arrays come back as new objects holding a copy; `depth`
+// is the nesting of the value at most.
+HRESULT ReadString(const Value &value, BSTR *out);
+HRESULT ReadNumber(const Value &value, double *out);
+HRESULT ReadBoolean(const Value &value, VARIANT_BOOL *out);
+HRESULT ReadObject(const Value &value, LONG depth, IJSONObject **out);  // json_object.cpp
+HRESULT ReadArray(const Value &value, LONG depth, IJSONArray **out);    // json_array.cpp
+
+}  // namespace kz::host::json
+
+KZ_DECLARE_IID(kz::host::json::IJSONValueSource, "{29E1C672-3305-43B2-82DA-A354920DCA79}");
