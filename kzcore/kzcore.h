@@ -30,3 +30,5 @@
 #include <kzcore/numerics/vector.h>
 
 #include <kzcore/platform/object_creation.h>
+
+#include <kzcore/server/rest_request_handler.h>
