@@ -29,6 +29,6 @@
 #include <kzcore/numerics/statistics.h>
 #include <kzcore/numerics/vector.h>
 
-#include <kzcore/platform/object_creation.h>
-
 #include <kzcore/server/rest_request_handler.h>
+
+#include <kzcore/platform/object_creation.h>
