@@ -77,17 +77,17 @@ TEST(WidePrintfVersusCLibrary, IntegersWithRandomFlagsWidthsAndPrecisions) {
   const char *narrow_size[] = {"", "h", "hh", "ll", "ll"};
   const char *wide_size[] = {"", "h", "hh", "ll", "I64"};
   for (int i = 0; i < 20000; ++i) {
-    std::string spec = RandomFlags(rng);
+    std::string directive = RandomFlags(rng);
     int stars = rng() % 4 == 0;
-    spec += stars ? "*" : rng() % 2 ? std::to_string(rng() % 30) : "";
+    directive += stars ? "*" : rng() % 2 ? std::to_string(rng() % 30) : "";
     const unsigned p = rng() % 5;
     stars += p == 1;
-    spec += p == 0 ? "." + std::to_string(rng() % 25) : p == 1 ? ".*" : p == 2 ? "." : "";
+    directive += p == 0 ? "." + std::to_string(rng() % 25) : p == 1 ? ".*" : p == 2 ? "." : "";
     const unsigned size = rng() % 5;
     const char conversion = "diouxX"[rng() % 6];
     long long value = static_cast<long long>(rng() >> (rng() % 64)) * (rng() % 2 ? -1 : 1);
-    const std::string format = "%" + spec + narrow_size[size] + conversion;
-    const std::u16string wide_format = Ascii("%" + spec + wide_size[size] + conversion);
+    const std::string format = "%" + directive + narrow_size[size] + conversion;
+    const std::u16string wide_format = Ascii("%" + directive + wide_size[size] + conversion);
     const int w = static_cast<int>(rng() % 41) - 20, p2 = static_cast<int>(rng() % 41) - 20;
     auto run = [&](auto v) {
       if (stars == 0) ExpectSameAsCLibrary(format, wide_format, v);
@@ -112,11 +112,11 @@ TEST(WidePrintfVersusCLibrary, FloatingPointWithRandomFlagsWidthsAndPrecisions) 
     } else {
       v = std::ldexp(static_cast<double>(rng() % 1000), static_cast<int>(rng() % 200) - 100);
     }
-    std::string spec = RandomFlags(rng) + (rng() % 2 ? std::to_string(rng() % 40) : "");
+    std::string directive = RandomFlags(rng) + (rng() % 2 ? std::to_string(rng() % 40) : "");
     const char conversion = "eEfFgGaA"[rng() % 8];
     // Without a precision %a differs on purpose (all 13 digits here): tested on its own.
-    if (conversion == 'a' || conversion == 'A' || rng() % 4 != 0) spec += "." + std::to_string(rng() % 30);
-    ExpectSameAsCLibrary("%" + spec + conversion, Ascii("%" + spec + sizes[rng() % 3] + conversion), v);
+    if (conversion == 'a' || conversion == 'A' || rng() % 4 != 0) directive += "." + std::to_string(rng() % 30);
+    ExpectSameAsCLibrary("%" + directive + conversion, Ascii("%" + directive + sizes[rng() % 3] + conversion), v);
   }
 }
 
