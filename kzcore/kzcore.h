@@ -35,3 +35,4 @@
 #include <kzcore/server/rest/rest_dispatcher.h>
 #include <kzcore/server/rest/rest_error.h>
 #include <kzcore/server/rest/rest_resource.h>
+#include <kzcore/server/rest_request_handler.h>

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, when any is missing. Sourced by the other scripts.
 KZ_PACKAGES=(cmake ninja-build g++ pkg-config python3 libicu-dev uuid-dev rapidjson-dev libgeos-dev
-             libgtest-dev libgmock-dev libbenchmark-dev)
+             libgtest-dev libgmock-dev libbenchmark-dev libmicrohttpd-dev)
 
 kz_install_deps() {
   local missing=()

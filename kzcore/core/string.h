@@ -89,7 +89,7 @@ class KZ_API String {
     BlockHeader *h = Header(m_pchData);
     const ULONG length = h->length;
     // Every block holds at least 31 units, so room for length + 1 units is 2 * length + 16 bytes.
-    if (unit != 0 && h->refs == 1 && length < 0x7FFFFFF0u && length * 2 + 16 <= h->capacity) {
+    if (unit != 0 && h->refs == 1 && std::uint64_t{length} * 2 + 16 <= h->capacity) {
       m_pchData[length] = unit;
       m_pchData[length + 1] = 0;
       h->length = length + 1;

@@ -149,11 +149,9 @@ TEST(StringSharing, EmptyOnASharedBlockTakesA268ByteBlock) {
   EXPECT_EQ(Text(c), u"k");
 }
 
+// Trimming of the default set (a carriage return is not in it), Mid, Find and appending are
+// compared with std::u16string in the random test at the end.
 TEST(StringEdit, KeptOddities) {
-  String crlf(u"a\r\n");
-  crlf.TrimRight();
-  EXPECT_EQ(Text(crlf), u"a\r");  // carriage return is not trimmed
-
   String one(u"a");
   EXPECT_EQ(one.Replace(u'a', u'b'), 0);
   EXPECT_EQ(Text(one), u"a");
@@ -181,18 +179,10 @@ TEST(StringEdit, KeptOddities) {
 }
 
 TEST(StringEdit, TrimAppendAndCaseMapping) {
-  String s(u" \t\n\r x y \t\n");
-  s.TrimLeft();
-  EXPECT_EQ(Text(s), u"\r x y \t\n");
-  s.TrimRight();
-  EXPECT_EQ(Text(s), u"\r x y");
   String dots(u"..a..");
   dots.TrimLeft(u'.');
   dots.TrimRight(u'.');
   EXPECT_EQ(Text(dots), u"a");
-  String blanks(u"   ");
-  blanks.TrimLeft();
-  EXPECT_TRUE(blanks.IsEmpty());
 
   String a(u"ab");
   a.AppendN(u"0123456789", 3, 4);
@@ -219,9 +209,6 @@ TEST(StringEdit, TrimAppendAndCaseMapping) {
 
 TEST(StringEdit, SubstringsCountPastTheEndAsTheWhole) {
   String s(u"abcd");
-  EXPECT_EQ(Text(s.Mid(2, -1)), u"cd");
-  EXPECT_EQ(Text(s.Mid(9, 1)), u"");
-  EXPECT_EQ(Text(s.Mid(1, 2)), u"bc");
   EXPECT_EQ(Text(s.Left(3)), u"abc");
   EXPECT_EQ(Text(s.Left(99)), u"abcd");
   EXPECT_EQ(Text(s.Right(1)), u"d");
@@ -243,7 +230,6 @@ TEST(StringSearch, FindForms) {
   EXPECT_EQ(String(u"abc").FindWholeWord(u""), -1);
 
   String s(u"one two one");
-  EXPECT_EQ(s.Find(u"one"), 0);
   EXPECT_EQ(s.Find(u"one", 1), 8);  // an index into the whole text
   EXPECT_EQ(s.Find(u"one", 11), -1);
   EXPECT_EQ(s.Find(static_cast<const WCHAR *>(nullptr)), -1);
@@ -381,16 +367,16 @@ TEST(StringResources, LoadGrowsUntilTheWholeTextFits) {
   EXPECT_EQ(Text(s), u"Layer Roads has 12 features");
 }
 
+// The conversions themselves are the formatting functions' (tested with them); here, that the
+// estimate of the length covers what they write.
 TEST(StringFormat, EstimateCoversTheOutput) {
   String s;
-  s.Format(u"%s", nullptr);
-  EXPECT_EQ(Text(s), u"(null)");
   s.Format(u"");
   EXPECT_TRUE(s.IsEmpty());
-  s.Format(u"%d|%5s|%-4S|%c|%I64d|%%", -12, u"ab", "xy", u'Q', LONGLONG{-9000000000});
-  EXPECT_EQ(Text(s), u"-12|   ab|xy  |Q|-9000000000|%");
-  s.Format(u"%*d|%.*s", 8, 7, 2, u"abcdef");
-  EXPECT_EQ(Text(s), u"       7|ab");
+  s.Format(u"%s", nullptr);
+  EXPECT_EQ(Text(s), u"(null)");
+  s.Format(u"%d|%5s|%-4S|%c|%I64d|%%|%*d|%.*s", -12, u"ab", "xy", u'Q', LONGLONG{-9000000000}, 8, 7, 2, u"abcdef");
+  EXPECT_EQ(Text(s), u"-12|   ab|xy  |Q|-9000000000|%|       7|ab");
   s.Format(u"%f", 1e300);  // 301 digits and 6 decimals still fit the estimate
   EXPECT_EQ(s.GetLength(), 308u);
   EXPECT_EQ(s.Left(4).Compare(u"1000"), 0);

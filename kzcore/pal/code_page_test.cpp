@@ -12,7 +12,7 @@
 namespace {
 
 // Reference results of MultiByteToWideChar and WideCharToMultiByte for code page 65001, from a
-// Windows-compatible run (Wine 8.0, user locale 1033). Each row: the source with its explicit
+// Windows-compatible run (user locale 1033). Each row: the source with its explicit
 // length, the flags, the result of the conversion and of the size query (destination size 0),
 // the last error after each (set to 0 before), and the output. Invalid UTF-8 whose count of
 // replacements differs between Windows versions is not among them; the ICU comparison below

@@ -14,21 +14,21 @@
 
 namespace {
 
-// The exact significant digits of |value| and its decimal exponent (value = 0.DIGITS × 10^point).
-void ExactExpansion(double value, std::string *digits, int *point) {
+// The digits of printf's "%.*e" text of |value| and the place of the decimal point
+// (value = 0.DIGITS × 10^point); with 1100 digits, the exact expansion.
+int Scientific(double value, int precision, std::string *digits) {
   static thread_local char text[1200];
-  std::snprintf(text, sizeof text, "%.1100e", value);
+  std::snprintf(text, sizeof text, "%.*e", precision, value);
   digits->clear();
   const char *p = text + (text[0] == '-');
   for (; *p != 'e'; ++p)
     if (*p != '.') digits->push_back(*p);
-  *point = std::atoi(p + 1) + 1;
+  return std::atoi(p + 1) + 1;
 }
 
 bool TieAt(double value, int significant) {
   std::string digits;
-  int point = 0;
-  ExactExpansion(value, &digits, &point);
+  Scientific(value, 1100, &digits);
   return significant >= 0 && digits[significant] == '5' &&
          digits.find_first_not_of('0', significant + 1) == std::string::npos;
 }
@@ -46,18 +46,13 @@ TEST(CrtNumber, EcvtMatchesPrintfDigits) {
     const double value = RandomValue(random, -300, 300);
     const int count = 1 + static_cast<int>(random() % 30);
     if (TieAt(value, count)) continue;
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*e", count - 1, value);
     std::string want;
-    const char *p = text + (text[0] == '-');
-    for (; *p != 'e'; ++p)
-      if (*p != '.') want.push_back(*p);
-    const int want_point = std::atoi(p + 1) + 1;
+    const int want_point = Scientific(value, count - 1, &want);
     int point = 0, sign = 0;
     const std::string got = _ecvt(value, count, &point, &sign);
-    ASSERT_EQ(got, want) << text << " with " << count << " digits";
-    ASSERT_EQ(point, want_point) << text;
-    ASSERT_EQ(sign, value < 0 ? 1 : 0) << text;
+    ASSERT_EQ(got, want) << value << " with " << count << " digits";
+    ASSERT_EQ(point, want_point) << value;
+    ASSERT_EQ(sign, value < 0 ? 1 : 0) << value;
   }
 }
 
@@ -67,8 +62,7 @@ TEST(CrtNumber, FcvtMatchesPrintfDigits) {
     const double value = RandomValue(random, -6, 20);
     const int count = static_cast<int>(random() % 20);
     std::string exact;
-    int natural_point = 0;
-    ExactExpansion(value, &exact, &natural_point);
+    const int natural_point = Scientific(value, 1100, &exact);
     // Values that round to zero at this many places are left to the table: printf shows zeros,
     // the runtime shows nothing.
     if (natural_point + count <= 0 || TieAt(value, natural_point + count)) continue;

@@ -94,7 +94,7 @@ class ArrayArgs {
 
 enum class Size { kDefault, kChar, kShort, kLong, kInt32, kInt64, kPointer, kLongDouble };
 
-struct Spec {
+struct Directive {
   bool left = false;
   bool plus = false;
   bool space = false;
@@ -141,31 +141,31 @@ bool IsFloatConversion(WCHAR c) {
   }
 }
 
-// Parses a conversion specification from just after its '%'. Returns the position past the
-// conversion character, or null when the specification is malformed or its conversion unknown.
-const WCHAR *ParseSpec(const WCHAR *p, Spec &spec) {
+// Parses a conversion directive from just after its '%'. Returns the position past the
+// conversion character, or null when the directive is malformed or its conversion unknown.
+const WCHAR *ParseDirective(const WCHAR *p, Directive &directive) {
   for (;; ++p) {
-    if (*p == u'-') spec.left = true;
-    else if (*p == u'+') spec.plus = true;
-    else if (*p == u' ') spec.space = true;
-    else if (*p == u'#') spec.alt = true;
-    else if (*p == u'0') spec.zero = true;
+    if (*p == u'-') directive.left = true;
+    else if (*p == u'+') directive.plus = true;
+    else if (*p == u' ') directive.space = true;
+    else if (*p == u'#') directive.alt = true;
+    else if (*p == u'0') directive.zero = true;
     else break;
   }
   if (*p == u'*') {
-    spec.width_star = true;
+    directive.width_star = true;
     ++p;
   } else {
     int width;
     if (!ReadNumber(p, width)) return nullptr;
-    spec.width = static_cast<std::size_t>(width);
+    directive.width = static_cast<std::size_t>(width);
   }
   if (*p == u'.') {
     ++p;
     if (*p == u'*') {
-      spec.precision_star = true;
+      directive.precision_star = true;
       ++p;
-    } else if (!ReadNumber(p, spec.precision)) {
+    } else if (!ReadNumber(p, directive.precision)) {
       return nullptr;
     }
   }
@@ -173,48 +173,48 @@ const WCHAR *ParseSpec(const WCHAR *p, Spec &spec) {
     case u'h':
       ++p;
       if (*p == u'h') {
-        spec.size = Size::kChar;
+        directive.size = Size::kChar;
         ++p;
       } else {
-        spec.size = Size::kShort;
+        directive.size = Size::kShort;
       }
       break;
     case u'l':
       ++p;
       if (*p == u'l') {
-        spec.size = Size::kInt64;
+        directive.size = Size::kInt64;
         ++p;
       } else {
-        spec.size = Size::kLong;
+        directive.size = Size::kLong;
       }
       break;
     case u'w':
-      spec.size = Size::kLong;
+      directive.size = Size::kLong;
       ++p;
       break;
     case u'I':
       ++p;
       if (p[0] == u'6' && p[1] == u'4') {
-        spec.size = Size::kInt64;
+        directive.size = Size::kInt64;
         p += 2;
       } else if (p[0] == u'3' && p[1] == u'2') {
-        spec.size = Size::kInt32;
+        directive.size = Size::kInt32;
         p += 2;
       } else {
-        spec.size = Size::kPointer;
+        directive.size = Size::kPointer;
       }
       break;
     case u'j':
-      spec.size = Size::kInt64;
+      directive.size = Size::kInt64;
       ++p;
       break;
     case u'z':
     case u't':
-      spec.size = Size::kPointer;
+      directive.size = Size::kPointer;
       ++p;
       break;
     case u'L':
-      spec.size = Size::kLongDouble;
+      directive.size = Size::kLongDouble;
       ++p;
       break;
     case u'N':  // an old size prefix of near pointers: accepted, without effect
@@ -224,7 +224,7 @@ const WCHAR *ParseSpec(const WCHAR *p, Spec &spec) {
       break;
   }
   if (!IsConversion(*p)) return nullptr;
-  spec.conversion = *p;
+  directive.conversion = *p;
   return p + 1;
 }
 
@@ -234,13 +234,13 @@ struct Padding {
   std::size_t after = 0;
 };
 
-Padding PadFor(const Spec &spec, std::size_t body) {
+Padding PadFor(const Directive &directive, std::size_t body) {
   Padding pad;
-  if (spec.width > body) (spec.left ? pad.after : pad.before) = spec.width - body;
+  if (directive.width > body) (directive.left ? pad.after : pad.before) = directive.width - body;
   return pad;
 }
 
-void FormatInteger(Sink &out, const Spec &spec, std::uint64_t magnitude, bool negative, int base,
+void FormatInteger(Sink &out, const Directive &directive, std::uint64_t magnitude, bool negative, int base,
                    bool upper, int min_digits) {
   const char *set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
   WCHAR digits[24];
@@ -262,22 +262,22 @@ void FormatInteger(Sink &out, const Spec &spec, std::uint64_t magnitude, bool ne
   const std::size_t significant = static_cast<std::size_t>(end - d);
   std::size_t zeros = significant < static_cast<std::size_t>(min_digits) ? min_digits - significant : 0;
   // The alternate octal form starts with a 0, adding one only when the digits do not already.
-  if (spec.alt && base == 8 && zeros == 0) zeros = 1;
+  if (directive.alt && base == 8 && zeros == 0) zeros = 1;
 
   WCHAR prefix[2];
   std::size_t prefix_length = 0;
-  if (spec.conversion == u'd' || spec.conversion == u'i') {
+  if (directive.conversion == u'd' || directive.conversion == u'i') {
     if (negative) prefix[prefix_length++] = u'-';
-    else if (spec.plus) prefix[prefix_length++] = u'+';
-    else if (spec.space) prefix[prefix_length++] = u' ';
-  } else if (spec.alt && base == 16 && !zero_value && spec.conversion != u'p') {
+    else if (directive.plus) prefix[prefix_length++] = u'+';
+    else if (directive.space) prefix[prefix_length++] = u' ';
+  } else if (directive.alt && base == 16 && !zero_value && directive.conversion != u'p') {
     prefix[prefix_length++] = u'0';
     prefix[prefix_length++] = upper ? u'X' : u'x';
   }
 
-  Padding pad = PadFor(spec, prefix_length + zeros + significant);
+  Padding pad = PadFor(directive, prefix_length + zeros + significant);
   // Zero padding applies only without a precision, as in the C conventions.
-  if (pad.before != 0 && spec.zero && spec.precision < 0) {
+  if (pad.before != 0 && directive.zero && directive.precision < 0) {
     zeros += pad.before;
     pad.before = 0;
   }
@@ -289,12 +289,12 @@ void FormatInteger(Sink &out, const Spec &spec, std::uint64_t magnitude, bool ne
 }
 
 template <class Args>
-void ConvertInteger(Sink &out, const Spec &spec, Args &args) {
-  const WCHAR c = spec.conversion;
-  const int min_digits = spec.precision < 0 ? 1 : spec.precision;
+void ConvertInteger(Sink &out, const Directive &directive, Args &args) {
+  const WCHAR c = directive.conversion;
+  const int min_digits = directive.precision < 0 ? 1 : directive.precision;
   if (c == u'd' || c == u'i') {
     long long v;
-    switch (spec.size) {
+    switch (directive.size) {
       case Size::kChar: v = static_cast<signed char>(args.Int()); break;
       case Size::kShort: v = static_cast<short>(args.Int()); break;
       case Size::kInt64:
@@ -303,11 +303,11 @@ void ConvertInteger(Sink &out, const Spec &spec, Args &args) {
     }
     const std::uint64_t magnitude =
         v < 0 ? std::uint64_t{0} - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
-    FormatInteger(out, spec, magnitude, v < 0, 10, false, min_digits);
+    FormatInteger(out, directive, magnitude, v < 0, 10, false, min_digits);
     return;
   }
   std::uint64_t v;
-  switch (spec.size) {
+  switch (directive.size) {
     case Size::kChar: v = static_cast<unsigned char>(args.Int()); break;
     case Size::kShort: v = static_cast<unsigned short>(args.Int()); break;
     case Size::kInt64:
@@ -315,14 +315,14 @@ void ConvertInteger(Sink &out, const Spec &spec, Args &args) {
     default: v = static_cast<unsigned>(args.Int()); break;
   }
   const int base = c == u'o' ? 8 : c == u'u' ? 10 : 16;
-  FormatInteger(out, spec, v, false, base, c == u'X', min_digits);
+  FormatInteger(out, directive, v, false, base, c == u'X', min_digits);
 }
 
 // The pointer as 16 upper-case hexadecimal digits, without a prefix: the width still applies.
 template <class Args>
-void ConvertPointer(Sink &out, const Spec &spec, Args &args) {
+void ConvertPointer(Sink &out, const Directive &directive, Args &args) {
   const auto v = reinterpret_cast<std::uintptr_t>(args.Ptr());
-  FormatInteger(out, spec, v, false, 16, true, 2 * sizeof(void *));
+  FormatInteger(out, directive, v, false, 16, true, 2 * sizeof(void *));
 }
 
 // A narrow character is one byte of UTF-8 text: only ASCII stands alone.
@@ -331,19 +331,19 @@ WCHAR NarrowUnit(int byte) {
   return b < 0x80 ? b : kReplacement;
 }
 
-bool IsNarrow(const Spec &spec) {
+bool IsNarrow(const Directive &directive) {
   // %s and %c are wide here and %S and %C narrow; h forces narrow, l and w force wide.
-  if (spec.size == Size::kShort) return true;
-  if (spec.size == Size::kLong) return false;
-  return spec.conversion == u'S' || spec.conversion == u'C';
+  if (directive.size == Size::kShort) return true;
+  if (directive.size == Size::kLong) return false;
+  return directive.conversion == u'S' || directive.conversion == u'C';
 }
 
 template <class Args>
-void ConvertChar(Sink &out, const Spec &spec, Args &args) {
+void ConvertChar(Sink &out, const Directive &directive, Args &args) {
   const int v = args.Int();
-  const WCHAR unit = IsNarrow(spec) ? NarrowUnit(v) : static_cast<WCHAR>(v);
-  const WCHAR fill = spec.zero && !spec.left ? u'0' : u' ';
-  const Padding pad = PadFor(spec, 1);
+  const WCHAR unit = IsNarrow(directive) ? NarrowUnit(v) : static_cast<WCHAR>(v);
+  const WCHAR fill = directive.zero && !directive.left ? u'0' : u' ';
+  const Padding pad = PadFor(directive, 1);
   out.Fill(fill, pad.before);
   out.Put(unit);
   out.Fill(u' ', pad.after);
@@ -430,25 +430,25 @@ std::size_t NarrowLength(const char *s, int precision) {
 }
 
 template <class Args>
-void ConvertString(Sink &out, const Spec &spec, Args &args) {
+void ConvertString(Sink &out, const Directive &directive, Args &args) {
   const void *arg = args.Ptr();
-  const WCHAR fill = spec.zero && !spec.left ? u'0' : u' ';
-  if (arg == nullptr || !IsNarrow(spec)) {
+  const WCHAR fill = directive.zero && !directive.left ? u'0' : u' ';
+  if (arg == nullptr || !IsNarrow(directive)) {
     const WCHAR *s = arg == nullptr ? kNullText : static_cast<const WCHAR *>(arg);
-    const std::size_t n = spec.precision < 0 ? wcslen(s) : wcsnlen(s, spec.precision);
-    const Padding pad = PadFor(spec, n);
+    const std::size_t n = directive.precision < 0 ? wcslen(s) : wcsnlen(s, directive.precision);
+    const Padding pad = PadFor(directive, n);
     out.Fill(fill, pad.before);
     out.Append(s, n);
     out.Fill(u' ', pad.after);
     return;
   }
   const char *s = static_cast<const char *>(arg);
-  const std::size_t bytes = NarrowLength(s, spec.precision);
+  const std::size_t bytes = NarrowLength(s, directive.precision);
   Padding pad;
-  if (spec.width != 0) {
+  if (directive.width != 0) {
     std::size_t units = 0;
     WidenUtf8(s, bytes, [&](const WCHAR *, std::size_t n) { units += n; });
-    pad = PadFor(spec, units);
+    pad = PadFor(directive, units);
   }
   out.Fill(fill, pad.before);
   WidenUtf8(s, bytes, [&](const WCHAR *w, std::size_t n) { out.Append(w, n); });
@@ -480,26 +480,26 @@ class ClassicLocaleScope {
 // precision plus zeros: the text stays bounded and needs no heap.
 constexpr int kMaxFloatDigits = 1100;
 
-void FormatFloat(Sink &out, const Spec &spec, double v) {
-  const char conversion = static_cast<char>(spec.conversion);
+void FormatFloat(Sink &out, const Directive &directive, double v) {
+  const char conversion = static_cast<char>(directive.conversion);
   const bool hex = conversion == 'a' || conversion == 'A';
-  int precision = spec.precision;
+  int precision = directive.precision;
   if (precision < 0 && hex) precision = 13;  // all the hexadecimal digits of a double
   const bool finite = std::isfinite(v);
   std::size_t extra_zeros = 0;
   if (precision > kMaxFloatDigits) {
-    const bool trims = (conversion == 'g' || conversion == 'G') && !spec.alt;
+    const bool trims = (conversion == 'g' || conversion == 'G') && !directive.alt;
     if (finite && !trims) extra_zeros = precision - kMaxFloatDigits;
     precision = kMaxFloatDigits;
   }
 
   char body[kMaxFloatDigits + 400];
   std::size_t n;
-  if (!hex && !spec.alt) {
+  if (!hex && !directive.alt) {
     // to_chars gives the same correctly rounded digits as printf for e, f and g, without a format
     // to parse or a locale to switch; it only leaves the sign flags and upper case to us.
     char *p = body;
-    if (!std::signbit(v) && (spec.plus || spec.space)) *p++ = spec.plus ? '+' : ' ';
+    if (!std::signbit(v) && (directive.plus || directive.space)) *p++ = directive.plus ? '+' : ' ';
     const std::chars_format kind = conversion == 'f' || conversion == 'F'   ? std::chars_format::fixed
                                    : conversion == 'e' || conversion == 'E' ? std::chars_format::scientific
                                                                             : std::chars_format::general;
@@ -512,9 +512,9 @@ void FormatFloat(Sink &out, const Spec &spec, double v) {
     char format[24];
     char *f = format;
     *f++ = '%';
-    if (spec.alt) *f++ = '#';
-    if (spec.plus) *f++ = '+';
-    else if (spec.space) *f++ = ' ';
+    if (directive.alt) *f++ = '#';
+    if (directive.plus) *f++ = '+';
+    else if (directive.space) *f++ = ' ';
     if (precision >= 0) f += std::snprintf(f, 12, ".%d", precision);
     *f++ = conversion;
     *f = 0;
@@ -540,9 +540,9 @@ void FormatFloat(Sink &out, const Spec &spec, double v) {
   if (n != 0 && (body[0] == '-' || body[0] == '+' || body[0] == ' ')) lead = 1;
   if (hex && finite) lead += 2;
 
-  Padding pad = PadFor(spec, n + extra_zeros);
+  Padding pad = PadFor(directive, n + extra_zeros);
   std::size_t zero_pad = 0;
-  if (pad.before != 0 && spec.zero && finite) std::swap(zero_pad, pad.before);
+  if (pad.before != 0 && directive.zero && finite) std::swap(zero_pad, pad.before);
   out.Fill(u' ', pad.before);
   out.AppendAscii(body, lead);
   out.Fill(u'0', zero_pad);
@@ -554,32 +554,32 @@ void FormatFloat(Sink &out, const Spec &spec, double v) {
 
 // Formats one conversion. False for a conversion that is refused (%n).
 template <class Args>
-bool Convert(Sink &out, Spec &spec, Args &args) {
-  if (spec.width_star) {
+bool Convert(Sink &out, Directive &directive, Args &args) {
+  if (directive.width_star) {
     const int w = args.Int();
     if (w < 0) {
-      spec.left = true;
-      spec.width = static_cast<std::size_t>(-static_cast<long long>(w));
+      directive.left = true;
+      directive.width = static_cast<std::size_t>(-static_cast<long long>(w));
     } else {
-      spec.width = static_cast<std::size_t>(w);
+      directive.width = static_cast<std::size_t>(w);
     }
   }
-  if (spec.precision_star) {
+  if (directive.precision_star) {
     const int p = args.Int();
-    spec.precision = p < 0 ? -1 : p;
+    directive.precision = p < 0 ? -1 : p;
   }
-  switch (spec.conversion) {
+  switch (directive.conversion) {
     case u'd': case u'i': case u'o': case u'u': case u'x': case u'X':
-      ConvertInteger(out, spec, args);
+      ConvertInteger(out, directive, args);
       return true;
     case u'p':
-      ConvertPointer(out, spec, args);
+      ConvertPointer(out, directive, args);
       return true;
     case u'c': case u'C':
-      ConvertChar(out, spec, args);
+      ConvertChar(out, directive, args);
       return true;
     case u's': case u'S':
-      ConvertString(out, spec, args);
+      ConvertString(out, directive, args);
       return true;
     case u'%':
       out.Put(u'%');
@@ -588,7 +588,7 @@ bool Convert(Sink &out, Spec &spec, Args &args) {
       // Writing through %n is off, as in the Microsoft runtime's default: the format is refused.
       return false;
     default:
-      FormatFloat(out, spec, args.Double());
+      FormatFloat(out, directive, args.Double());
       return true;
   }
 }
@@ -607,9 +607,9 @@ bool FormatTo(Sink &out, const WCHAR *f, Args &args) {
       ++f;
       continue;
     }
-    Spec spec;
-    f = ParseSpec(f, spec);
-    if (f == nullptr || !Convert(out, spec, args)) return false;
+    Directive directive;
+    f = ParseDirective(f, directive);
+    if (f == nullptr || !Convert(out, directive, args)) return false;
     if (out.Done()) return true;
   }
 }
@@ -699,12 +699,12 @@ const WCHAR *ParseInsert(const WCHAR *p, Insert &insert) {
   if (length == 0 || length > kMaxInsertFormat) return nullptr;
   std::memcpy(insert.format + 1, begin, length * sizeof(WCHAR));
   insert.format[length + 1] = 0;
-  Spec spec;
-  const WCHAR *end = ParseSpec(insert.format + 1, spec);
+  Directive directive;
+  const WCHAR *end = ParseDirective(insert.format + 1, directive);
   if (end == nullptr || *end != 0) return nullptr;
   // Floating point inserts are not supported by message formatting; %n and %% take no value.
-  if (IsFloatConversion(spec.conversion) || spec.conversion == u'n' || spec.conversion == u'%') return nullptr;
-  insert.stars = (spec.width_star ? 1 : 0) + (spec.precision_star ? 1 : 0);
+  if (IsFloatConversion(directive.conversion) || directive.conversion == u'n' || directive.conversion == u'%') return nullptr;
+  insert.stars = (directive.width_star ? 1 : 0) + (directive.precision_star ? 1 : 0);
   return p + 1;
 }
 

@@ -15,7 +15,7 @@
 // would cut is left out whole; a width always counts the 16-bit units written.
 //
 // Refused formats: %n (nothing is written through it), an unknown conversion character, a
-// specification cut off by the end of the format, a width or precision beyond an int. The result is
+// directive cut off by the end of the format, a width or precision beyond an int. The result is
 // then -1, with an empty text in the buffer when it has room.
 //
 //   WCHAR buf[64];

@@ -77,17 +77,17 @@ TEST(WidePrintfVersusCLibrary, IntegersWithRandomFlagsWidthsAndPrecisions) {
   const char *narrow_size[] = {"", "h", "hh", "ll", "ll"};
   const char *wide_size[] = {"", "h", "hh", "ll", "I64"};
   for (int i = 0; i < 20000; ++i) {
-    std::string spec = RandomFlags(rng);
+    std::string directive = RandomFlags(rng);
     int stars = rng() % 4 == 0;
-    spec += stars ? "*" : rng() % 2 ? std::to_string(rng() % 30) : "";
+    directive += stars ? "*" : rng() % 2 ? std::to_string(rng() % 30) : "";
     const unsigned p = rng() % 5;
     stars += p == 1;
-    spec += p == 0 ? "." + std::to_string(rng() % 25) : p == 1 ? ".*" : p == 2 ? "." : "";
+    directive += p == 0 ? "." + std::to_string(rng() % 25) : p == 1 ? ".*" : p == 2 ? "." : "";
     const unsigned size = rng() % 5;
     const char conversion = "diouxX"[rng() % 6];
     long long value = static_cast<long long>(rng() >> (rng() % 64)) * (rng() % 2 ? -1 : 1);
-    const std::string format = "%" + spec + narrow_size[size] + conversion;
-    const std::u16string wide_format = Ascii("%" + spec + wide_size[size] + conversion);
+    const std::string format = "%" + directive + narrow_size[size] + conversion;
+    const std::u16string wide_format = Ascii("%" + directive + wide_size[size] + conversion);
     const int w = static_cast<int>(rng() % 41) - 20, p2 = static_cast<int>(rng() % 41) - 20;
     auto run = [&](auto v) {
       if (stars == 0) ExpectSameAsCLibrary(format, wide_format, v);
@@ -112,11 +112,11 @@ TEST(WidePrintfVersusCLibrary, FloatingPointWithRandomFlagsWidthsAndPrecisions) 
     } else {
       v = std::ldexp(static_cast<double>(rng() % 1000), static_cast<int>(rng() % 200) - 100);
     }
-    std::string spec = RandomFlags(rng) + (rng() % 2 ? std::to_string(rng() % 40) : "");
+    std::string directive = RandomFlags(rng) + (rng() % 2 ? std::to_string(rng() % 40) : "");
     const char conversion = "eEfFgGaA"[rng() % 8];
     // Without a precision %a differs on purpose (all 13 digits here): tested on its own.
-    if (conversion == 'a' || conversion == 'A' || rng() % 4 != 0) spec += "." + std::to_string(rng() % 30);
-    ExpectSameAsCLibrary("%" + spec + conversion, Ascii("%" + spec + sizes[rng() % 3] + conversion), v);
+    if (conversion == 'a' || conversion == 'A' || rng() % 4 != 0) directive += "." + std::to_string(rng() % 30);
+    ExpectSameAsCLibrary("%" + directive + conversion, Ascii("%" + directive + sizes[rng() % 3] + conversion), v);
   }
 }
 
@@ -166,7 +166,7 @@ TEST(WidePrintf, IntegerSizesFollowWindowsWidthsAndPointersAreSixteenDigits) {
   EXPECT_EQ(Fmt(u"%ld|%lu|%lx", LONG{-5}, ULONG{4294967295u}, LONG{-1}), u"-5|4294967295|ffffffff");
   EXPECT_EQ(Fmt(u"%Id|%zu|%td|%jd|%I32u", INT_PTR{-3000000000}, SIZE_MAX, std::ptrdiff_t{-1}, std::intmax_t{1} << 40, -1),
             u"-3000000000|18446744073709551615|-1|1099511627776|4294967295");
-  EXPECT_EQ(Fmt(u"%hd|%hu|%hhd|%hhu|%hx|%Nd|%Ld", 70000, -1, 200, 300, 0x12345, 5, 6), u"4464|65535|-56|44|2345|5|6");
+  EXPECT_EQ(Fmt(u"%Nd|%Ld", 5, 6), u"5|6");  // h and hh are compared with the C library above
   EXPECT_EQ(Fmt(u"%p|%p|[%20p][%-18p]", reinterpret_cast<void *>(0x1234abcdULL), nullptr,
                 reinterpret_cast<void *>(~0ULL), reinterpret_cast<void *>(1)),
             u"000000001234ABCD|0000000000000000|[    FFFFFFFFFFFFFFFF][0000000000000001  ]");
@@ -176,7 +176,6 @@ TEST(WidePrintf, FloatingPointConventions) {
   const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
   EXPECT_EQ(Fmt(u"%f|%f|%f|%f|%F|%E|%G", inf, -inf, nan, -nan, inf, -inf, nan), u"inf|-inf|nan|-nan|INF|-INF|NAN");
   EXPECT_EQ(Fmt(u"[%08.2f][%-6e][%+f]", inf, nan, inf), u"[     inf][nan   ][+inf]");
-  EXPECT_EQ(Fmt(u"%e|%e|%g", 1.0, 1e100, 1e-5), u"1.000000e+00|1.000000e+100|1e-05");
   // %a without a precision shows every hexadecimal digit of the double; zeros pad after the 0x.
   EXPECT_EQ(Fmt(u"%a|%a|%A|%a", 0.5, -0.0, 1.0, 0.1),
             u"0x1.0000000000000p-1|-0x0.0000000000000p+0|0X1.0000000000000P+0|0x1.999999999999ap-4");
@@ -184,7 +183,6 @@ TEST(WidePrintf, FloatingPointConventions) {
 }
 
 TEST(WidePrintf, StarsAndTruncation) {
-  EXPECT_EQ(Fmt(u"[%*d][%*d][%-*d]", 5, 1, -5, 2, -5, 3), u"[    1][2    ][3    ]");
   EXPECT_EQ(Fmt(u"[%.*s][%.*s][%*.*f]", 2, u"abcd", -1, u"abcd", 8, 3, 3.14159), u"[ab][abcd][   3.142]");
   WCHAR buf[8];
   auto call = [&](std::size_t count) {

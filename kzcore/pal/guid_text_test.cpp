@@ -7,7 +7,7 @@
 
 namespace {
 
-// Reference rows of StringFromGUID2 from a Windows-compatible run (Wine 8.0): the identifier, the
+// Reference rows of StringFromGUID2 from a Windows-compatible run: the identifier, the
 // buffer size, the result and the text.
 TEST(StringFromGUID2, ReferenceRows) {
   struct Row {

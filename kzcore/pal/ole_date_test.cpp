@@ -182,7 +182,6 @@ TEST(OleDate, ReadsTheDocumentedTextForms) {
       {u"5:30 1/2/2018", S_OK, serial(2018, 1, 2) + 19800.0 / 86400, 0},
       {u"1/2/2018 5:30", S_OK, serial(2018, 1, 2), VAR_DATEVALUEONLY},
       {u"1/2/2018 5:30", S_OK, 19800.0 / 86400, VAR_TIMEVALUEONLY},
-      {u"2/30/2018", DISP_E_TYPEMISMATCH, 0, 0},
       {u"13/13/2018", DISP_E_TYPEMISMATCH, 0, 0},
       {u"1/2/2018 24:00", DISP_E_TYPEMISMATCH, 0, 0},
       {u"12:60", DISP_E_TYPEMISMATCH, 0, 0},

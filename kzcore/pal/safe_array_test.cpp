@@ -1,6 +1,7 @@
 #include <kzcore/pal/safe_array.h>
 
 #include <cstring>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -24,15 +25,15 @@ TEST(SafeArray, DescribesItsShapeAndType) {
   ASSERT_NE(sa, nullptr);
   EXPECT_EQ(SafeArrayGetDim(sa), 2u);
   EXPECT_EQ(SafeArrayGetElemsize(sa), 8u);
-  LONG lower = 0, upper = 0;
-  ASSERT_EQ(SafeArrayGetLBound(sa, 1, &lower), S_OK);
-  ASSERT_EQ(SafeArrayGetUBound(sa, 1, &upper), S_OK);
-  EXPECT_EQ(lower, 1);
-  EXPECT_EQ(upper, 3);
-  ASSERT_EQ(SafeArrayGetLBound(sa, 2, &lower), S_OK);
-  ASSERT_EQ(SafeArrayGetUBound(sa, 2, &upper), S_OK);
-  EXPECT_EQ(lower, -2);
-  EXPECT_EQ(upper, 1);
+  auto bound = [sa](auto get, UINT dim) {
+    LONG v = 99;
+    EXPECT_EQ(get(sa, dim, &v), S_OK) << dim;
+    return v;
+  };
+  EXPECT_EQ((std::vector<LONG>{bound(SafeArrayGetLBound, 1), bound(SafeArrayGetUBound, 1),
+                               bound(SafeArrayGetLBound, 2), bound(SafeArrayGetUBound, 2)}),
+            (std::vector<LONG>{1, 3, -2, 1}));
+  LONG lower = 0;
   EXPECT_EQ(SafeArrayGetLBound(sa, 3, &lower), DISP_E_BADINDEX);
   EXPECT_EQ(SafeArrayGetLBound(sa, 0, &lower), DISP_E_BADINDEX);
   // The descriptor keeps the bounds last dimension first.
@@ -153,13 +154,11 @@ TEST(SafeArray, OwnsStringVariantAndInterfaceElements) {
   SAFEARRAY *copy = nullptr;
   ASSERT_EQ(SafeArrayCopy(strings, &copy), S_OK);
   at = 1;
-  BSTR original = nullptr, copied = nullptr;
-  SafeArrayPtrOfIndex(strings, &at, reinterpret_cast<void **>(&cell));
-  original = *cell;
-  SafeArrayPtrOfIndex(copy, &at, reinterpret_cast<void **>(&cell));
-  copied = *cell;
-  EXPECT_NE(original, copied);
-  EXPECT_EQ(std::memcmp(original, copied, 3), 0);
+  BSTR *original = nullptr, *copied = nullptr;
+  SafeArrayPtrOfIndex(strings, &at, reinterpret_cast<void **>(&original));
+  SafeArrayPtrOfIndex(copy, &at, reinterpret_cast<void **>(&copied));
+  EXPECT_NE(*original, *copied);
+  EXPECT_EQ(std::memcmp(*original, *copied, 3), 0);
   EXPECT_EQ(SafeArrayDestroy(copy), S_OK);
 
   Counted object;

@@ -21,8 +21,6 @@ TEST(RandomGenerator, NamesAndTypes) {
   EXPECT_EQ(NameOf(a), u"StandardCRand");
   EXPECT_EQ(NameOf(b), u"AlgorithmACM599");
   EXPECT_EQ(NameOf(c), u"MersenneTwister");
-  EXPECT_EQ(c.GetType(), veskRandomGeneratorMersenneTwister);
-  EXPECT_EQ(c.GetSeed(), 1u);
   c.PutType(veskRandomGeneratorACM599);
   EXPECT_EQ(NameOf(c), u"AlgorithmACM599");
   EXPECT_EQ(c.Uniform01(), b.Uniform01());
@@ -48,18 +46,14 @@ TEST(RandomGeneratorMersenneTwister, WordStreamEqualsStdMt19937) {
 
 TEST(RandomGeneratorMersenneTwister, UniformIsTheCentredWord) {
   RandomGenerator g(5489, veskRandomGeneratorMersenneTwister);
-  EXPECT_EQ(g.Uniform01(), (3499211612.0 + 0.5) * kTwoToMinus32);
   std::mt19937 ref(5489);
-  ref();
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(g.Uniform01(), (ref() + 0.5) * kTwoToMinus32);
-  // PutState reseeds.
-  g.PutState(5489);
+  g.PutState(5489);  // reseeds
   EXPECT_EQ(g.Uniform01(), (3499211612.0 + 0.5) * kTwoToMinus32);
 }
 
 TEST(RandomGeneratorACM599, SeedingAndStream) {
   RandomGeneratorACM599 a(1);
-  EXPECT_EQ(a.GetState(), 0xC5C55821u);
   EXPECT_EQ(a.GetState(), static_cast<std::uint32_t>(5u * 663608941u));
   EXPECT_EQ(a.PutSeed(1), 5u);
   EXPECT_EQ(a.GetState(), 5u);

@@ -82,18 +82,20 @@ class UniformityCheck {
   double area_ = 0;
 };
 
-const int kDraws = 40000;
+// Draws points from `draw`, checks the first ones lie in the figure, and the whole set for
+// uniformity on a grid of cells x cells.
+template <class Draw>
+void ExpectUniform(const UniformityCheck &figure, Draw draw, int cells = 10) {
+  std::vector<WKSPoint> pts;
+  for (int i = 0; i < 40000; ++i) pts.push_back(draw());
+  for (int i = 0; i < 500; ++i) ASSERT_TRUE(figure.Inside(pts[i])) << pts[i].x << "," << pts[i].y;
+  EXPECT_LT(figure.Excess(pts, cells), 0);
+}
 
 TEST(RandomPoints, BoxAndSegment) {
   RandomGenerator g(1, veskRandomGeneratorMersenneTwister);
   WKSEnvelope box(-2.0, 1.0, 6.0, 3.0);
-  UniformityCheck check({{box[0], box[1], box[2], box[3]}});
-  std::vector<WKSPoint> pts;
-  for (int i = 0; i < kDraws; ++i) {
-    pts.push_back(g.RandomPoint(box));
-    ASSERT_TRUE(box.Contains(pts.back()));
-  }
-  EXPECT_LT(check.Excess(pts, 10), 0);
+  ExpectUniform(UniformityCheck({{box[0], box[1], box[2], box[3]}}), [&] { return g.RandomPoint(box); });
   WKSPoint e = g.RandomPoint(WKSEnvelope());
   EXPECT_TRUE(std::isnan(e.x) && std::isnan(e.y));
 
@@ -110,11 +112,7 @@ TEST(RandomPoints, BoxAndSegment) {
 TEST(RandomPoints, TrianglesAndQuadranglesAreUniform) {
   RandomGenerator g(2, veskRandomGeneratorMersenneTwister);
   WKSPoint t[3] = {{0, 0}, {5, 1}, {1, 4}};
-  UniformityCheck tri({{t[0], t[1], t[2]}});
-  std::vector<WKSPoint> pts;
-  for (int i = 0; i < kDraws; ++i) pts.push_back(g.RandomPoint(t[0], t[1], t[2]));
-  for (int i = 0; i < 500; ++i) ASSERT_TRUE(tri.Inside(pts[i]));
-  EXPECT_LT(tri.Excess(pts, 10), 0);
+  ExpectUniform(UniformityCheck({{t[0], t[1], t[2]}}), [&] { return g.RandomPoint(t[0], t[1], t[2]); });
 
   // A convex quadrangle, and a concave one whose 0-2 diagonal lies outside it.
   const std::vector<std::vector<WKSPoint>> quads = {
@@ -122,13 +120,7 @@ TEST(RandomPoints, TrianglesAndQuadranglesAreUniform) {
       {{0, 0}, {2, 1}, {4, 0}, {2, 4}},  // 1 is the reflex corner: split along 1-3
       {{2, 1}, {4, 0}, {2, 4}, {0, 0}},  // the same figure starting elsewhere: split along 0-2
   };
-  for (const auto &q : quads) {
-    UniformityCheck check({q});
-    pts.clear();
-    for (int i = 0; i < kDraws; ++i) pts.push_back(g.RandomPoint(q.data()));
-    for (int i = 0; i < 500; ++i) ASSERT_TRUE(check.Inside(pts[i])) << pts[i].x << "," << pts[i].y;
-    EXPECT_LT(check.Excess(pts, 10), 0);
-  }
+  for (const auto &q : quads) ExpectUniform(UniformityCheck({q}), [&] { return g.RandomPoint(q.data()); });
 }
 
 TEST(RandomPoints, FiguresOfPointSets) {
@@ -136,13 +128,9 @@ TEST(RandomPoints, FiguresOfPointSets) {
   // The hull of scattered points, given in no order and with inner points.
   std::vector<WKSPoint> cloud = {{0, 0}, {3, 1}, {1, 1}, {6, 2}, {4, 5}, {2, 2}, {1, 4}, {-1, 3}, {3, 3}};
   UniformityCheck hull({{{0, 0}, {6, 2}, {4, 5}, {1, 4}, {-1, 3}}});
-  std::vector<WKSPoint> pts;
   double area = 0;
-  for (int i = 0; i < kDraws; ++i)
-    pts.push_back(g.RandomConvexHullPoint(cloud.data(), LONG(cloud.size()), &area));
+  ExpectUniform(hull, [&] { return g.RandomConvexHullPoint(cloud.data(), LONG(cloud.size()), &area); });
   EXPECT_NEAR(area, hull.Area(), 1e-12);
-  for (int i = 0; i < 500; ++i) ASSERT_TRUE(hull.Inside(pts[i]));
-  EXPECT_LT(hull.Excess(pts, 10), 0);
   // Collinear points: on the segment between the extremes. One point: itself.
   WKSPoint line[] = {{1, 1}, {3, 3}, {2, 2}, {0, 0}};
   for (int i = 0; i < 100; ++i) {
@@ -158,20 +146,14 @@ TEST(RandomPoints, FiguresOfPointSets) {
   // Triangles of consecutive triples, of unequal size and apart from each other.
   std::vector<WKSPoint> tris = {{0, 0}, {2, 0}, {0, 2}, {3, 0}, {9, 0}, {3, 6}, {0, 3}, {1, 3}, {0, 4}, {7, 7}};
   UniformityCheck triCheck({{tris[0], tris[1], tris[2]}, {tris[3], tris[4], tris[5]}, {tris[6], tris[7], tris[8]}});
-  pts.clear();
-  for (int i = 0; i < kDraws; ++i) pts.push_back(g.RandomTriangulationPoint(tris.data(), 10, &area));
+  ExpectUniform(triCheck, [&] { return g.RandomTriangulationPoint(tris.data(), 10, &area); }, 12);
   EXPECT_NEAR(area, triCheck.Area(), 1e-12);
-  for (int i = 0; i < 500; ++i) ASSERT_TRUE(triCheck.Inside(pts[i]));
-  EXPECT_LT(triCheck.Excess(pts, 12), 0);
 
   // Quadrangles of consecutive quadruples.
   std::vector<WKSPoint> quads = {{0, 0}, {4, 0}, {4, 1}, {0, 1}, {5, 0}, {8, 0}, {7, 5}, {6, 4}};
   UniformityCheck quadCheck({{quads[0], quads[1], quads[2], quads[3]}, {quads[4], quads[5], quads[6], quads[7]}});
-  pts.clear();
-  for (int i = 0; i < kDraws; ++i) pts.push_back(g.RandomQuadrangulationPoint(quads.data(), 8, &area));
+  ExpectUniform(quadCheck, [&] { return g.RandomQuadrangulationPoint(quads.data(), 8, &area); }, 12);
   EXPECT_NEAR(area, quadCheck.Area(), 1e-12);
-  for (int i = 0; i < 500; ++i) ASSERT_TRUE(quadCheck.Inside(pts[i]));
-  EXPECT_LT(quadCheck.Excess(pts, 12), 0);
 
   WKSPoint flat[] = {{0, 0}, {1, 1}, {2, 2}};
   EXPECT_TRUE(g.RandomTriangulationPoint(flat, 3, &area).IsEmpty());

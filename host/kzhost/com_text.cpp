@@ -1,0 +1,92 @@
+#include "com_text.h"
+
+#include <cstring>
+
+
+namespace kzhost {
+
+// The conversions run for every text of every request, so they are done here in one pass each
+// rather than through the C-runtime pair, which measures first and converts after.
+Bstr Bstr::FromUtf8(std::string_view utf8) {
+  if (utf8.size() > 0x7FFFFFF0u) return Bstr();
+  // UTF-8 never takes fewer bytes than UTF-16 takes units, so the text's size bounds the result.
+  thread_local std::u16string units;
+  units.resize(utf8.size());
+  const auto *p = reinterpret_cast<const unsigned char *>(utf8.data());
+  const auto *end = p + utf8.size();
+  size_t n = 0;
+  while (p < end) {
+    unsigned c = *p;
+    if (c - 1 < 0x7F) {  // ASCII other than 0
+      units[n++] = static_cast<char16_t>(c);
+      ++p;
+      continue;
+    }
+    int extra;
+    unsigned cp, min;
+    if ((c & 0xE0) == 0xC0) extra = 1, cp = c & 0x1F, min = 0x80;
+    else if ((c & 0xF0) == 0xE0) extra = 2, cp = c & 0x0F, min = 0x800;
+    else if ((c & 0xF8) == 0xF0) extra = 3, cp = c & 0x07, min = 0x10000;
+    else return Bstr();  // a 0 byte, a continuation byte or a byte no UTF-8 has
+    if (end - p <= extra) return Bstr();
+    for (int k = 1; k <= extra; ++k) {
+      if ((p[k] & 0xC0) != 0x80) return Bstr();
+      cp = (cp << 6) | (p[k] & 0x3F);
+    }
+    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return Bstr();
+    if (cp >= 0x10000) {
+      cp -= 0x10000;
+      units[n++] = static_cast<char16_t>(0xD800 + (cp >> 10));
+      units[n++] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
+    } else {
+      units[n++] = static_cast<char16_t>(cp);
+    }
+    p += extra + 1;
+  }
+  return Bstr(SysAllocStringLen(units.data(), static_cast<UINT>(n)));
+}
+
+std::optional<std::string> ToUtf8(const WCHAR *text) {
+  std::string out;
+  if (text == nullptr) return out;
+  for (const WCHAR *p = text; *p != 0; ++p) {
+    unsigned c = *p;
+    if (c < 0x80) {
+      out.push_back(static_cast<char>(c));
+    } else if (c < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      if (c > 0xDBFF || p[1] < 0xDC00 || p[1] > 0xDFFF) return std::nullopt;  // a lone surrogate
+      unsigned cp = 0x10000 + ((c - 0xD800) << 10) + (p[1] - 0xDC00u);
+      ++p;
+      out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    }
+  }
+  return out;
+}
+
+bool ArrayBytes(SAFEARRAY *array, const void **data, size_t *size) {
+  VARTYPE vt = VT_EMPTY;
+  if (array == nullptr || SafeArrayGetDim(array) != 1 || SafeArrayGetVartype(array, &vt) != S_OK || vt != VT_UI1)
+    return false;
+  *data = array->pvData;
+  *size = array->rgsabound[0].cElements;
+  return true;
+}
+
+SAFEARRAY *NewByteArray(std::string_view bytes) {
+  if (bytes.size() > 0xFFFFFFFFu) return nullptr;
+  SAFEARRAY *array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
+  if (array != nullptr && !bytes.empty()) std::memcpy(array->pvData, bytes.data(), bytes.size());
+  return array;
+}
+
+}  // namespace kzhost

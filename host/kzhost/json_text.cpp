@@ -1,0 +1,122 @@
+#include "json_text.h"
+
+#include <rapidjson/encodedstream.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+namespace kzhost {
+namespace {
+
+constexpr unsigned kReadFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+
+// Accepts every value and refuses to go deeper than the limit.
+class DepthGuard : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DepthGuard> {
+ public:
+  explicit DepthGuard(int max_depth) : max_depth_(max_depth) {}
+  bool Default() { return true; }
+  bool StartObject() { return ++depth_ <= max_depth_; }
+  bool EndObject(rapidjson::SizeType) {
+    --depth_;
+    return true;
+  }
+  bool StartArray() { return ++depth_ <= max_depth_; }
+  bool EndArray(rapidjson::SizeType) {
+    --depth_;
+    return true;
+  }
+
+ private:
+  int max_depth_;
+  int depth_ = 0;
+};
+
+}  // namespace
+
+bool ValidJson(std::string_view text, int max_depth) {
+  rapidjson::MemoryStream bytes(text.data(), text.size());
+  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
+  rapidjson::Reader reader;
+  DepthGuard guard(max_depth);
+  return !reader.Parse<kReadFlags>(input, guard).IsError();
+}
+
+// One pass: the reader feeds the document through the depth guard.
+class DocumentBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DocumentBuilder> {
+ public:
+  DocumentBuilder(rapidjson::Document &doc, int max_depth) : doc_(doc), max_depth_(max_depth) {}
+  bool Null() { return doc_.Null(); }
+  bool Bool(bool b) { return doc_.Bool(b); }
+  bool Int(int i) { return doc_.Int(i); }
+  bool Uint(unsigned u) { return doc_.Uint(u); }
+  bool Int64(int64_t i) { return doc_.Int64(i); }
+  bool Uint64(uint64_t u) { return doc_.Uint64(u); }
+  bool Double(double d) { return doc_.Double(d); }
+  bool RawNumber(const char *s, rapidjson::SizeType n, bool copy) { return doc_.RawNumber(s, n, copy); }
+  bool String(const char *s, rapidjson::SizeType n, bool copy) { return doc_.String(s, n, copy); }
+  bool Key(const char *s, rapidjson::SizeType n, bool copy) { return doc_.Key(s, n, copy); }
+  bool StartObject() { return ++depth_ <= max_depth_ && doc_.StartObject(); }
+  bool EndObject(rapidjson::SizeType n) {
+    --depth_;
+    return doc_.EndObject(n);
+  }
+  bool StartArray() { return ++depth_ <= max_depth_ && doc_.StartArray(); }
+  bool EndArray(rapidjson::SizeType n) {
+    --depth_;
+    return doc_.EndArray(n);
+  }
+
+ private:
+  rapidjson::Document &doc_;
+  int max_depth_;
+  int depth_ = 0;
+};
+
+bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth) {
+  bool ok = false;
+  auto generate = [&](rapidjson::Document &target) {
+    rapidjson::MemoryStream bytes(text.data(), text.size());
+    rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
+    rapidjson::Reader reader;
+    DocumentBuilder builder(target, max_depth);
+    ok = !reader.Parse<kReadFlags>(input, builder).IsError();
+    return ok;
+  };
+  doc.Populate(generate);
+  if (!ok) doc.SetNull();
+  return ok;
+}
+
+void AppendJsonString(std::string &out, std::string_view text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  out.push_back('"');
+  for (char c : text) {
+    auto u = static_cast<unsigned char>(c);
+    switch (c) {
+      case '"': out += "\\\""; break;
+      case '\\': out += "\\\\"; break;
+      case '\n': out += "\\n"; break;
+      case '\r': out += "\\r"; break;
+      case '\t': out += "\\t"; break;
+      default:
+        if (u < 0x20) {
+          out += "\\u00";
+          out.push_back(kHex[u >> 4]);
+          out.push_back(kHex[u & 15]);
+        } else {
+          out.push_back(c);
+        }
+    }
+  }
+  out.push_back('"');
+}
+
+std::string WriteJson(const rapidjson::Value &value) {
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  value.Accept(writer);
+  return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+}  // namespace kzhost

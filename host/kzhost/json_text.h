@@ -1,0 +1,34 @@
+// Small JSON helpers of the host: validation with a nesting limit, string escaping, and parsing
+// into a RapidJSON document. Every JSON text that comes from outside (parameters, request
+// properties, configuration files, a service's schema) passes through ValidJson or ParseJson
+// first, so that a deeply nested text cannot exhaust the stack of a recursive reader later on.
+//
+//   std::string out = "{\"text\":";
+//   AppendJsonString(out, "say \"hi\"");      // {"text":"say \"hi\""
+//   if (!ValidJson(value, kMaxJsonDepth)) ...
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <rapidjson/document.h>
+
+namespace kzhost {
+
+// The deepest nesting of objects and arrays accepted in a text from outside.
+inline constexpr int kMaxJsonDepth = 64;
+
+// Whether `text` is one complete JSON value in valid UTF-8, nested at most `max_depth` deep.
+// The check runs without recursion, whatever the text.
+bool ValidJson(std::string_view text, int max_depth);
+
+// Parses `text` into `doc` after ValidJson; false (and `doc` unspecified) when it is not valid.
+bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth = kMaxJsonDepth);
+
+// Appends `text` (UTF-8) as a quoted JSON string, escaping quotes, backslashes and controls.
+void AppendJsonString(std::string &out, std::string_view text);
+
+// The text of a JSON value written compactly.
+std::string WriteJson(const rapidjson::Value &value);
+
+}  // namespace kzhost

@@ -1,0 +1,245 @@
+#include <geos_c.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <random>
+#include <string>
+
+#include <kzcore/platform/object_creation.h>
+
+#include "../com_text.h"
+#include "geometry_service.h"
+#include "info_service.h"
+
+namespace kzhost {
+namespace {
+
+struct Response {
+  HRESULT hr = E_FAIL;
+  std::string properties;
+  std::string body;
+  rapidjson::Document json;
+};
+
+class SampleServicesTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { ASSERT_TRUE(RegisterSampleClasses()); }
+  void SetUp() override {
+    ASSERT_EQ(KzCreateInstance(CLSID_KzInfoService, nullptr, CLSCTX_INPROC_SERVER, KZ_IID(IRESTRequestHandler),
+                               reinterpret_cast<void **>(&info_)),
+              S_OK);
+    ASSERT_EQ(KzCreateInstance(CLSID_KzGeometryService, nullptr, CLSCTX_INPROC_SERVER,
+                               KZ_IID(IRESTRequestHandler), reinterpret_cast<void **>(&geometry_)),
+              S_OK);
+  }
+  void TearDown() override {
+    if (info_) info_->Release();
+    if (geometry_) geometry_->Release();
+  }
+
+  static Response Call(IRESTRequestHandler *service, const char *resource, const char *operation,
+                       const char *input = "{}", const char *format = "json", const char *capabilities = "",
+                       const char *properties = "{}") {
+    Bstr c = Bstr::FromUtf8(capabilities), r = Bstr::FromUtf8(resource), o = Bstr::FromUtf8(operation),
+         i = Bstr::FromUtf8(input), f = Bstr::FromUtf8(format), p = Bstr::FromUtf8(properties);
+    Bstr out_properties;
+    ByteArray out_body;
+    Response response;
+    response.hr = service->HandleRESTRequest(c.get(), r.get(), o.get(), i.get(), f.get(), p.get(),
+                                             out_properties.out(), out_body.out());
+    response.properties = ToUtf8(out_properties.get()).value_or("<bad>");
+    const void *data = nullptr;
+    size_t size = 0;
+    if (out_body.get() != nullptr && ArrayBytes(out_body.get(), &data, &size))
+      response.body.assign(static_cast<const char *>(data), size);
+    response.json.Parse(response.body.c_str());
+    return response;
+  }
+
+  static void ExpectError(const Response &r, int code, const char *message) {
+    EXPECT_EQ(r.hr, S_OK);
+    EXPECT_EQ(r.properties, R"({"Content-Type":"text/plain", "Success":false})");
+    ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("error")) << r.body;
+    EXPECT_EQ(r.json["error"]["code"].GetInt(), code) << r.body;
+    EXPECT_STREQ(r.json["error"]["message"].GetString(), message) << r.body;
+    EXPECT_TRUE(r.json["error"]["details"].IsArray()) << r.body;
+  }
+
+  IRESTRequestHandler *info_ = nullptr;
+  IRESTRequestHandler *geometry_ = nullptr;
+};
+
+TEST_F(SampleServicesTest, SchemasAreJsonAndNameTheOperations) {
+  for (IRESTRequestHandler *service : {info_, geometry_}) {
+    Bstr schema;
+    ASSERT_EQ(service->GetSchema(schema.out()), S_OK);
+    rapidjson::Document doc;
+    doc.Parse(ToUtf8(schema.get())->c_str());
+    ASSERT_TRUE(doc.IsObject());
+    EXPECT_EQ(doc["schemaVersion"].GetInt(), 1);
+    EXPECT_STREQ(doc.MemberBegin()->name.GetString(), "name");  // "name" comes first
+    EXPECT_TRUE(doc["operations"].IsArray());
+  }
+  EXPECT_EQ(info_->GetSchema(nullptr), E_POINTER);
+}
+
+TEST_F(SampleServicesTest, TopicsAreItemsOfADefaultCollection) {
+  Response list = Call(info_, "topics", "");
+  ASSERT_TRUE(list.json.HasMember("topics")) << list.body;
+  EXPECT_EQ(list.properties, R"({"Content-Type":"application/json"})");
+  for (const auto &topic : list.json["topics"].GetArray()) {
+    std::string key = topic["key"].GetString();
+    Response full = Call(info_, ("topics/" + key).c_str(), "");
+    Response implied = Call(info_, key.c_str(), "");  // the collection's name left out
+    EXPECT_EQ(full.body, implied.body) << key;
+    EXPECT_STREQ(full.json["key"].GetString(), key.c_str());
+    EXPECT_TRUE(full.json["text"].IsString());
+  }
+  ExpectError(Call(info_, "nosuchtopic", ""), 400, "Invalid URL.");
+  ExpectError(Call(info_, "library/extra", ""), 400, "Invalid URL.");
+}
+
+TEST_F(SampleServicesTest, RequestsThatCannotBeAnsweredGetTheirDocuments) {
+  ExpectError(Call(info_, "", "nosuchop"), 400, "Invalid URL.");
+  ExpectError(Call(info_, "", "echo", "{\"text\":1}", "html"), 400, "Requested format is not supported.");
+  ExpectError(Call(info_, "", "echo", "{}"), 400, "Invalid or missing input parameters.");
+  ExpectError(Call(info_, "", "echo", "[1]"), 400, "Invalid or missing input parameters.");
+  ExpectError(Call(info_, "", "echo", "{\"text\":1}", "json", "", "{bad"), 400,
+              "Invalid or missing input parameters.");
+  ExpectError(Call(info_, "", "process"), 400, "Requested operation is not supported by this service.");
+  ExpectError(Call(info_, "", "process", "{}", "json", "Query, Map"), 400,
+              "Requested operation is not supported by this service.");
+  Response allowed = Call(info_, "", "process", "{}", "json", "query, admin ");
+  EXPECT_TRUE(allowed.json.HasMember("processId")) << allowed.body;
+
+  BSTR properties = nullptr;
+  EXPECT_EQ(info_->HandleRESTRequest(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &properties, nullptr),
+            E_POINTER);
+  // Null texts are empty ones, and a null format is "json".
+  SAFEARRAY *body = nullptr;
+  EXPECT_EQ(info_->HandleRESTRequest(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &properties, &body), S_OK);
+  EXPECT_NE(body, nullptr);
+  SysFreeString(properties);
+  SafeArrayDestroy(body);
+}
+
+TEST_F(SampleServicesTest, EchoGivesBackTheValueAsJson) {
+  Response r = Call(info_, "", "echo", R"({"text":{"a":[1,"\u00e9"]}})");
+  EXPECT_EQ(r.body, "{\"text\":{\"a\":[1,\"\xC3\xA9\"]}}");
+}
+
+// GEOS gives the reference: the area of the polygon union of the boxes.
+class GeosReference {
+ public:
+  GeosReference() : ctx_(GEOS_init_r()) {}
+  ~GeosReference() { GEOS_finish_r(ctx_); }
+  double UnionArea(const std::vector<std::array<double, 4>> &boxes) {
+    std::vector<GEOSGeometry *> polys;
+    for (const auto &b : boxes) polys.push_back(Box(b));
+    GEOSGeometry *collection = GEOSGeom_createCollection_r(ctx_, GEOS_GEOMETRYCOLLECTION, polys.data(),
+                                                           static_cast<unsigned>(polys.size()));
+    GEOSGeometry *merged = GEOSUnaryUnion_r(ctx_, collection);
+    double area = 0;
+    GEOSArea_r(ctx_, merged, &area);
+    GEOSGeom_destroy_r(ctx_, merged);
+    GEOSGeom_destroy_r(ctx_, collection);
+    return area;
+  }
+  // 1 interior, 0 boundary, -1 exterior.
+  int Locate(const std::array<double, 4> &b, double x, double y) {
+    GEOSGeometry *box = Box(b);
+    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 1, 2);
+    GEOSCoordSeq_setXY_r(ctx_, seq, 0, x, y);
+    GEOSGeometry *point = GEOSGeom_createPoint_r(ctx_, seq);
+    int where = GEOSContains_r(ctx_, box, point) == 1 ? 1 : GEOSIntersects_r(ctx_, box, point) == 1 ? 0 : -1;
+    GEOSGeom_destroy_r(ctx_, point);
+    GEOSGeom_destroy_r(ctx_, box);
+    return where;
+  }
+
+ private:
+  GEOSGeometry *Box(const std::array<double, 4> &b) {
+    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 5, 2);
+    const double xy[5][2] = {{b[0], b[1]}, {b[0], b[3]}, {b[2], b[3]}, {b[2], b[1]}, {b[0], b[1]}};
+    for (unsigned i = 0; i < 5; ++i) GEOSCoordSeq_setXY_r(ctx_, seq, i, xy[i][0], xy[i][1]);
+    return GEOSGeom_createPolygon_r(ctx_, GEOSGeom_createLinearRing_r(ctx_, seq), nullptr, 0);
+  }
+  GEOSContextHandle_t ctx_;
+};
+
+std::string EnvelopeJson(const std::array<double, 4> &b) {
+  return "{\"xmin\":" + std::to_string(b[0]) + ",\"ymin\":" + std::to_string(b[1]) +
+         ",\"xmax\":" + std::to_string(b[2]) + ",\"ymax\":" + std::to_string(b[3]) + "}";
+}
+
+TEST_F(SampleServicesTest, EnvelopeUnionAreaAgreesWithGeos) {
+  GeosReference geos;
+  std::mt19937 random(20240611);
+  std::uniform_int_distribution<int> corner(0, 40), size(1, 15);
+  for (int round = 0; round < 20; ++round) {
+    std::vector<std::array<double, 4>> boxes(1 + round * 3);
+    std::string input = "{\"envelopes\":[";
+    for (size_t i = 0; i < boxes.size(); ++i) {
+      double x = corner(random), y = corner(random);
+      boxes[i] = {x, y, x + size(random), y + size(random)};
+      if (i) input += ",";
+      input += EnvelopeJson(boxes[i]);
+    }
+    input += "]}";
+    Response r = Call(geometry_, "", "envelopeUnionArea", input.c_str());
+    ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("area")) << r.body;
+    // Integer corners: both sides are exact.
+    EXPECT_EQ(r.json["area"].GetDouble(), geos.UnionArea(boxes)) << input;
+    EXPECT_EQ(r.json["dimension"].GetInt(), 2);
+    double xmin = 1e9, xmax = -1e9;
+    for (const auto &b : boxes) xmin = std::min(xmin, b[0]), xmax = std::max(xmax, b[2]);
+    EXPECT_EQ(r.json["extent"]["xmin"].GetDouble(), xmin);
+    EXPECT_EQ(r.json["extent"]["xmax"].GetDouble(), xmax);
+  }
+}
+
+TEST_F(SampleServicesTest, EnvelopeUnionAreaEdges) {
+  Response none = Call(geometry_, "", "envelopeUnionArea", R"({"envelopes":[]})");
+  EXPECT_EQ(none.body, R"({"area":0.0,"dimension":2,"extent":null})");
+  // Flat boxes on one line are measured along it: [0,3] and [2,5] cover 5.
+  Response flat = Call(geometry_, "", "envelopeUnionArea",
+                       R"({"envelopes":[{"xmin":0,"ymin":1,"xmax":3,"ymax":1},{"xmin":2,"ymin":1,"xmax":5,"ymax":1}]})");
+  EXPECT_EQ(flat.json["dimension"].GetInt(), 1) << flat.body;
+  EXPECT_EQ(flat.json["area"].GetDouble(), 5.0) << flat.body;
+  // Corners given the wrong way round are put in order.
+  Response swapped = Call(geometry_, "", "envelopeUnionArea", R"({"envelopes":[{"xmin":2,"ymin":2,"xmax":0,"ymax":0}]})");
+  EXPECT_EQ(swapped.json["area"].GetDouble(), 4.0) << swapped.body;
+
+  for (const char *bad : {R"({})", R"({"envelopes":{}})", R"({"envelopes":[{"xmin":0}]})",
+                          R"({"envelopes":[{"xmin":"0","ymin":0,"xmax":1,"ymax":1}]})", R"({"envelopes":[1]})"})
+    ExpectError(Call(geometry_, "", "envelopeUnionArea", bad), 400, "Invalid or missing input parameters.");
+  std::string many = "{\"envelopes\":[";
+  for (size_t i = 0; i <= GeometryService::kMaxEnvelopes; ++i)
+    many += std::string(i ? "," : "") + R"({"xmin":0,"ymin":0,"xmax":1,"ymax":1})";
+  many += "]}";
+  ExpectError(Call(geometry_, "", "envelopeUnionArea", many.c_str()), 400, "Invalid or missing input parameters.");
+}
+
+TEST_F(SampleServicesTest, PointInEnvelopeAgreesWithGeos) {
+  GeosReference geos;
+  const std::array<double, 4> box = {1, 2, 4, 6};
+  std::string envelope = EnvelopeJson(box);
+  for (double x = 0; x <= 5; x += 0.5) {
+    for (double y = 1; y <= 7; y += 0.5) {
+      std::string input = "{\"point\":{\"x\":" + std::to_string(x) + ",\"y\":" + std::to_string(y) +
+                          "},\"envelope\":" + envelope + "}";
+      Response r = Call(geometry_, "", "pointInEnvelope", input.c_str());
+      ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("location")) << r.body;
+      int where = geos.Locate(box, x, y);
+      EXPECT_STREQ(r.json["location"].GetString(), where == 1 ? "interior" : where == 0 ? "boundary" : "exterior")
+          << x << "," << y;
+      EXPECT_EQ(r.json["contains"].GetBool(), where >= 0);
+      EXPECT_EQ(r.json["properlyContains"].GetBool(), where == 1);
+    }
+  }
+  ExpectError(Call(geometry_, "", "pointInEnvelope", R"({"point":{"x":1},"envelope":{}})"), 400,
+              "Invalid or missing input parameters.");
+}
+
+}  // namespace
+}  // namespace kzhost
