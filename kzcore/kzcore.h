@@ -29,10 +29,10 @@
 #include <kzcore/numerics/statistics.h>
 #include <kzcore/numerics/vector.h>
 
-#include <kzcore/platform/object_creation.h>
-
 #include <kzcore/server/json_service.h>
 #include <kzcore/server/rest/rest_dispatcher.h>
 #include <kzcore/server/rest/rest_error.h>
 #include <kzcore/server/rest/rest_resource.h>
 #include <kzcore/server/rest_request_handler.h>
+
+#include <kzcore/platform/object_creation.h>
