@@ -5,6 +5,7 @@
 #include <kzcore/pal/pal.h>
 
 #include <kzcore/core/bstring.h>
+#include <kzcore/core/class_factory.h>
 #include <kzcore/core/delimited_list.h>
 #include <kzcore/core/frame.h>
 #include <kzcore/core/hash_proc.h>

@@ -13,7 +13,7 @@
 
 #include "configuration.h"
 #include "http_front.h"
-#include "samples/sample_service.h"
+#include "samples/rest_service.h"
 #include "service_host.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <vector>
 
-#include <host/objects/class_factory.h>
+#include <kzcore/core/class_factory.h>
 #include <host/objects/json_array.h>
 #include <host/objects/json_object.h>
 #include <host/objects/json_writer.h>
@@ -18,7 +18,7 @@ std::vector<DWORD> g_cookies;
 
 template <class Object>
 HRESULT Register(REFCLSID clsid) {
-  static kz::host::ClassFactory<Object> factory;
+  static ClassFactory<Object> factory;
   DWORD cookie = 0;
   HRESULT hr = CoRegisterClassObject(clsid, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie);
   if (SUCCEEDED(hr)) g_cookies.push_back(cookie);

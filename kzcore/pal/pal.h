@@ -8,6 +8,7 @@
 #include <kzcore/pal/clsid.h>
 #include <kzcore/pal/code_page.h>
 #include <kzcore/pal/com.h>
+#include <kzcore/pal/com_ptr.h>
 #include <kzcore/pal/connection_point.h>
 #include <kzcore/pal/crt_number.h>
 #include <kzcore/pal/crt_random.h>

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <cmath>
 #include <random>
+#include <set>
 #include <string>
 
 #include <kzcore/platform/object_creation.h>
@@ -128,7 +130,8 @@ TEST_F(SampleServicesTest, EchoGivesBackTheValueAsJson) {
   EXPECT_EQ(r.body, "{\"text\":{\"a\":[1,\"\xC3\xA9\"]}}");
 }
 
-// GEOS gives the reference: the area of the polygon union of the boxes.
+// GEOS gives the reference: the area of the polygon union of the boxes, the convex hull, and where
+// a point lies in a box or a polygon.
 class GeosReference {
  public:
   GeosReference() : ctx_(GEOS_init_r()) {}
@@ -148,16 +151,57 @@ class GeosReference {
   // 1 interior, 0 boundary, -1 exterior.
   int Locate(const std::array<double, 4> &b, double x, double y) {
     GEOSGeometry *box = Box(b);
-    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 1, 2);
-    GEOSCoordSeq_setXY_r(ctx_, seq, 0, x, y);
-    GEOSGeometry *point = GEOSGeom_createPoint_r(ctx_, seq);
-    int where = GEOSContains_r(ctx_, box, point) == 1 ? 1 : GEOSIntersects_r(ctx_, box, point) == 1 ? 0 : -1;
-    GEOSGeom_destroy_r(ctx_, point);
+    int where = Where(box, x, y);
     GEOSGeom_destroy_r(ctx_, box);
+    return where;
+  }
+  // The hull's corners (the closing point left out) and its area.
+  std::vector<std::array<double, 2>> Hull(const std::vector<std::array<double, 2>> &points, double *area) {
+    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, static_cast<unsigned>(points.size()), 2);
+    for (unsigned i = 0; i < points.size(); ++i) GEOSCoordSeq_setXY_r(ctx_, seq, i, points[i][0], points[i][1]);
+    GEOSGeometry *multi = GEOSGeom_createLineString_r(ctx_, seq);
+    GEOSGeometry *hull = GEOSConvexHull_r(ctx_, multi);
+    GEOSArea_r(ctx_, hull, area);
+    std::vector<std::array<double, 2>> corners;
+    if (GEOSGeomTypeId_r(ctx_, hull) == GEOS_POLYGON) {
+      const GEOSCoordSequence *ring = GEOSGeom_getCoordSeq_r(ctx_, GEOSGetExteriorRing_r(ctx_, hull));
+      unsigned n = 0;
+      GEOSCoordSeq_getSize_r(ctx_, ring, &n);
+      for (unsigned i = 0; i + 1 < n; ++i) {
+        std::array<double, 2> c;
+        GEOSCoordSeq_getXY_r(ctx_, ring, i, &c[0], &c[1]);
+        corners.push_back(c);
+      }
+    }
+    GEOSGeom_destroy_r(ctx_, hull);
+    GEOSGeom_destroy_r(ctx_, multi);
+    return corners;
+  }
+  // 1 inside the polygon of the shell and holes, 0 on its boundary, -1 outside.
+  int Locate(const std::vector<std::vector<std::array<double, 2>>> &rings, double x, double y) {
+    std::vector<GEOSGeometry *> linear;
+    for (const auto &ring : rings) {
+      GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, static_cast<unsigned>(ring.size() + 1), 2);
+      for (unsigned i = 0; i <= ring.size(); ++i)
+        GEOSCoordSeq_setXY_r(ctx_, seq, i, ring[i % ring.size()][0], ring[i % ring.size()][1]);
+      linear.push_back(GEOSGeom_createLinearRing_r(ctx_, seq));
+    }
+    GEOSGeometry *polygon = GEOSGeom_createPolygon_r(ctx_, linear[0], linear.data() + 1,
+                                                     static_cast<unsigned>(linear.size() - 1));
+    int where = Where(polygon, x, y);
+    GEOSGeom_destroy_r(ctx_, polygon);
     return where;
   }
 
  private:
+  int Where(GEOSGeometry *area, double x, double y) {
+    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 1, 2);
+    GEOSCoordSeq_setXY_r(ctx_, seq, 0, x, y);
+    GEOSGeometry *point = GEOSGeom_createPoint_r(ctx_, seq);
+    int where = GEOSContains_r(ctx_, area, point) == 1 ? 1 : GEOSIntersects_r(ctx_, area, point) == 1 ? 0 : -1;
+    GEOSGeom_destroy_r(ctx_, point);
+    return where;
+  }
   GEOSGeometry *Box(const std::array<double, 4> &b) {
     GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 5, 2);
     const double xy[5][2] = {{b[0], b[1]}, {b[0], b[3]}, {b[2], b[3]}, {b[2], b[1]}, {b[0], b[1]}};
@@ -200,7 +244,9 @@ TEST_F(SampleServicesTest, EnvelopeUnionAreaAgreesWithGeos) {
 
 TEST_F(SampleServicesTest, EnvelopeUnionAreaEdges) {
   Response none = Call(geometry_, "", "envelopeUnionArea", R"({"envelopes":[]})");
-  EXPECT_EQ(none.body, R"({"area":0.0,"dimension":2,"extent":null})");
+  ASSERT_TRUE(none.json.IsObject()) << none.body;
+  EXPECT_EQ(none.json["area"].GetDouble(), 0.0);
+  EXPECT_TRUE(none.json["extent"].IsNull()) << none.body;
   // Flat boxes on one line are measured along it: [0,3] and [2,5] cover 5.
   Response flat = Call(geometry_, "", "envelopeUnionArea",
                        R"({"envelopes":[{"xmin":0,"ymin":1,"xmax":3,"ymax":1},{"xmin":2,"ymin":1,"xmax":5,"ymax":1}]})");
@@ -239,6 +285,101 @@ TEST_F(SampleServicesTest, PointInEnvelopeAgreesWithGeos) {
   }
   ExpectError(Call(geometry_, "", "pointInEnvelope", R"({"point":{"x":1},"envelope":{}})"), 400,
               "Invalid or missing input parameters.");
+}
+
+// Points with integer coordinates, on a small grid so that repeats and collinear runs are common.
+std::string PointList(const std::vector<std::array<double, 2>> &points) {
+  std::string out = "[";
+  for (size_t i = 0; i < points.size(); ++i)
+    out += (i ? ",[" : "[") + std::to_string(static_cast<int>(points[i][0])) + "," +
+           std::to_string(static_cast<int>(points[i][1])) + "]";
+  return out + "]";
+}
+
+TEST_F(SampleServicesTest, ConvexHullAgreesWithGeos) {
+  GeosReference geos;
+  std::mt19937 random(7);
+  for (int round = 0; round < 40; ++round) {
+    std::uniform_int_distribution<int> coordinate(-20, 20);
+    std::vector<std::array<double, 2>> points(3 + round * 5);
+    for (auto &p : points) p = {double(coordinate(random)), double(coordinate(random))};
+    std::string input = "{\"points\":" + PointList(points) + "}";
+    Response r = Call(geometry_, "", "convexHull", input.c_str());
+    ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("hull")) << r.body;
+    double area = 0;
+    auto expected = geos.Hull(points, &area);
+    if (expected.empty()) continue;  // every point on one line: GEOS gives no polygon
+    std::vector<std::array<double, 2>> hull;
+    for (const auto &c : r.json["hull"].GetArray()) hull.push_back({c[0].GetDouble(), c[1].GetDouble()});
+    EXPECT_EQ(std::multiset(hull.begin(), hull.end()), std::multiset(expected.begin(), expected.end())) << input;
+    EXPECT_EQ(r.json["area"].GetDouble(), area) << input;  // integer corners: both exact
+    // Clockwise from the lowest point: the shoelace sum is negative.
+    double twice = 0;
+    for (size_t i = 0; i < hull.size(); ++i) {
+      const auto &a = hull[i], &b = hull[(i + 1) % hull.size()];
+      twice += a[0] * b[1] - b[0] * a[1];
+      EXPECT_TRUE(hull[0][1] < a[1] || (hull[0][1] == a[1] && hull[0][0] <= a[0]));
+    }
+    EXPECT_LT(twice, 0) << input;
+    // The diameter is the farthest pair of points; the width the least, over the hull's edges, of
+    // the farthest corner from the edge's line.
+    double diameter = 0, width = 1e300;
+    for (const auto &a : points)
+      for (const auto &b : points) diameter = std::max(diameter, std::hypot(a[0] - b[0], a[1] - b[1]));
+    for (size_t i = 0; i < expected.size(); ++i) {
+      const auto &a = expected[i], &b = expected[(i + 1) % expected.size()];
+      double farthest = 0;
+      for (const auto &c : expected)
+        farthest = std::max(farthest, std::abs((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0])) /
+                                          std::hypot(b[0] - a[0], b[1] - a[1]));
+      width = std::min(width, farthest);
+    }
+    EXPECT_NEAR(r.json["diameter"].GetDouble(), diameter, 1e-12 * diameter) << input;
+    EXPECT_NEAR(r.json["width"].GetDouble(), width, 1e-12 * diameter) << input;
+  }
+}
+
+TEST_F(SampleServicesTest, ConvexHullOfFewPointsAndBadInput) {
+  Response none = Call(geometry_, "", "convexHull", R"({"points":[]})");
+  EXPECT_EQ(none.json["hull"].Size(), 0u) << none.body;
+  EXPECT_TRUE(none.json["width"].IsNull() && none.json["diameter"].IsNull()) << none.body;
+  // Repeats of one point are one point; points on a line keep their two ends.
+  Response one = Call(geometry_, "", "convexHull", R"({"points":[[2,3],[2,3],[2,3]]})");
+  EXPECT_EQ(one.json["hull"].Size(), 1u) << one.body;
+  Response line = Call(geometry_, "", "convexHull", R"({"points":[[0,0],[1,1],[3,3],[2,2]]})");
+  EXPECT_EQ(line.json["hull"].Size(), 2u) << line.body;
+  EXPECT_EQ(line.json["area"].GetDouble(), 0.0);
+  EXPECT_DOUBLE_EQ(line.json["diameter"].GetDouble(), std::sqrt(18.0));
+
+  for (const char *bad : {R"({})", R"({"points":{}})", R"({"points":[[1]]})", R"({"points":[[1,2,3]]})",
+                          R"({"points":[[1,"2"]]})", R"({"points":[{"x":1,"y":2}]})", R"({"points":[[1e999,0]]})"})
+    ExpectError(Call(geometry_, "", "convexHull", bad), 400, "Invalid or missing input parameters.");
+  std::string many = "{\"points\":[";
+  for (LONG i = 0; i <= GeometryService::kMaxPoints; ++i) many += i ? ",[0,0]" : "[0,0]";
+  ExpectError(Call(geometry_, "", "convexHull", (many + "]}").c_str()), 400, "Invalid or missing input parameters.");
+}
+
+TEST_F(SampleServicesTest, PointInPolygonAgreesWithGeos) {
+  GeosReference geos;
+  // A square with a square hole, given open, and with a diagonal edge.
+  const std::vector<std::vector<std::array<double, 2>>> rings = {{{0, 0}, {0, 8}, {8, 8}, {8, 2}},
+                                                                  {{2, 3}, {5, 3}, {5, 6}, {2, 6}}};
+  std::string rings_json = "[" + PointList(rings[0]) + "," + PointList(rings[1]) + "]";
+  for (double x = -1; x <= 9; x += 0.5) {
+    for (double y = -1; y <= 9; y += 0.5) {
+      std::string input = "{\"point\":{\"x\":" + std::to_string(x) + ",\"y\":" + std::to_string(y) +
+                          "},\"rings\":" + rings_json + "}";
+      Response r = Call(geometry_, "", "pointInPolygon", input.c_str());
+      ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("location")) << r.body;
+      int where = geos.Locate(rings, x, y);
+      EXPECT_STREQ(r.json["location"].GetString(), where == 1 ? "interior" : where == 0 ? "boundary" : "exterior")
+          << x << "," << y;
+      EXPECT_EQ(r.json["contains"].GetBool(), where >= 0) << x << "," << y;
+    }
+  }
+  for (const char *bad : {R"({"rings":[]})", R"({"point":{"x":1,"y":1}})", R"({"point":{"x":1,"y":1},"rings":[[1]]})",
+                          R"({"point":{"x":1,"y":1},"rings":[[[0,0],[0,"1"]]]})"})
+    ExpectError(Call(geometry_, "", "pointInPolygon", bad), 400, "Invalid or missing input parameters.");
 }
 
 }  // namespace

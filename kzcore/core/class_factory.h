@@ -1,10 +1,19 @@
-// The class factory of a host object class: makes objects of one class derived from Unknown.
-// Host objects are not aggregated.
+// ClassFactory: the class factory of a class derived from Unknown, for a module or a host to hand
+// to the class registry. It is meant to be a static object, one per class:
+//
+//   static ClassFactory<Parcels> parcels_factory;
+//   DWORD cookie;
+//   CoRegisterClassObject(CLSID_Parcels, &parcels_factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie);
+//
+//   // or, in a module: DllGetClassObject answers with it.
+//   if (clsid == CLSID_Parcels) return parcels_factory.QueryInterface(riid, ppv);
+//
+// Objects are made with `new Object` and are not aggregated.
 #pragma once
 
-#include <kzcore/core/unknown.h>
+#include <new>
 
-namespace kz::host {
+#include <kzcore/core/unknown.h>
 
 template <class Object>
 class ClassFactory final : public IClassFactory {
@@ -19,7 +28,7 @@ class ClassFactory final : public IClassFactory {
     AddRef();
     return S_OK;
   }
-  // The factory is a static object: its count tells only whether it is in use.
+  // A static object: its count tells only whether it is in use, and reaching 0 deletes nothing.
   ULONG AddRef() override { return InterlockedIncrement(&refs_); }
   ULONG Release() override { return InterlockedDecrement(&refs_); }
 
@@ -30,7 +39,7 @@ class ClassFactory final : public IClassFactory {
     auto *object = new (std::nothrow) Object;
     if (object == nullptr) return E_OUTOFMEMORY;
     HRESULT hr = object->InternalQueryInterface(riid, ppv);
-    object->InternalRelease();
+    object->InternalRelease();  // the object's first reference, now held by *ppv or gone
     return hr;
   }
   HRESULT LockServer(BOOL) override { return S_OK; }
@@ -38,5 +47,3 @@ class ClassFactory final : public IClassFactory {
  private:
   LONG volatile refs_ = 0;
 };
-
-}  // namespace kz::host
