@@ -321,8 +321,13 @@ TEST_F(KzhostTest, ServesAClassFromAModuleNamedInTheConfiguration) {
   HttpResponse greet = Get(port_, "/services/Greeting/greet?who=you");
   EXPECT_EQ(greet.status, 200);
   EXPECT_EQ(greet.headers["content-type"], "application/json");
-  EXPECT_EQ(greet.body, R"({"greeting":"hello"})");
+  EXPECT_EQ(greet.body, R"({"greeting":"hello, you"})");
   ExpectErrorDocument(Get(port_, "/services/Greeting/wave"), 400, "Invalid URL.");
+  // A service's own failure: the generic document, with the description the module set.
+  HttpResponse failed = Get(port_, "/services/Greeting/fail");
+  ExpectErrorDocument(failed, 400, "Unable to complete operation.");
+  EXPECT_STREQ(Json(failed)["error"]["details"][0].GetString(), "The greeting service fails on purpose here.");
+  ExpectErrorDocument(Get(port_, "/services/Greeting"), 400, "Unable to complete operation.");  // no root handler
   ExpectErrorDocument(Get(port_, "/services/Lost"), 503, "Service unavailable.");
   std::filesystem::remove(config);
 }
@@ -440,6 +445,42 @@ TEST_F(KzhostTest, SlowClientsAreCutOffWithinTheReadTimeout) {
   close(fd);
   EXPECT_EQ(silent.status, 0);
   EXPECT_LT(SecondsSince(start), 4.0);
+  EXPECT_EQ(Get(port_, "/services").status, 200);
+}
+
+// A client that asks for a large answer and does not take it: the connection is cut once the write
+// timeout has passed, and the same answer taken at once arrives whole.
+TEST_F(KzhostTest, ClientsThatDoNotTakeTheirAnswerAreCutOffAfterTheWriteTimeout) {
+  Start({"--write-timeout", "1", "--read-timeout", "30"});
+  // Far more than the socket buffers on both sides hold.
+  const std::string body = "{\"text\":\"" + std::string(12 << 20, 'a') + "\"}";
+  const std::string request =
+      Request(port_, "POST", "/services/Info/echo", "Content-Type: application/json\r\n", body);
+  HttpResponse whole = Exchange(port_, request, 60000);
+  EXPECT_EQ(whole.status, 200);
+  EXPECT_EQ(whole.body.size(), body.size());
+
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int small = 4096;
+  setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_port = htons(port_);
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+  ASSERT_TRUE(SendAll(fd, request));
+  // Wait for the first bytes of the answer, then stop reading well past the timeout.
+  pollfd p{fd, POLLIN, 0};
+  ASSERT_EQ(poll(&p, 1, 60000), 1);
+  std::this_thread::sleep_for(std::chrono::seconds(4));
+  size_t received = 0;
+  char buffer[65536];
+  auto start = Clock::now();
+  for (ssize_t n; SecondsSince(start) < 20 && (n = recv(fd, buffer, sizeof buffer, 0)) > 0;)
+    received += static_cast<size_t>(n);
+  close(fd);
+  EXPECT_LT(received, body.size());
+  EXPECT_LT(SecondsSince(start), 10.0);  // the end of the stream came, not the test's own limit
   EXPECT_EQ(Get(port_, "/services").status, 200);
 }
 

@@ -1,86 +1,95 @@
-// A service in a module of its own, as a module writer builds one: a class answering
-// IRESTRequestHandler and an exported DllGetClassObject through which kzhost gets its factory.
-// The end-to-end tests serve it from a configuration that names this module.
-#include <cstring>
-#include <string>
-
+// A service in a module of its own, built as a module writer builds one: a server object derived
+// from Unknown whose REST surface is a RESTDispatcher tree, a ClassFactory, and an exported
+// DllGetClassObject through which kzhost gets the factory. The end-to-end tests serve it from a
+// configuration that names this module.
+//
+//   /services/Greeting/greet?who=you      {"greeting":"hello, you"}
+//   /services/Greeting/fail               always fails: how a service's own failure reaches a client
 #include <kzcore/kzcore.h>
 
 KZ_DEFINE_GUID(CLSID_Greeting, "{5D0C3A52-2E0B-4C7B-9D7E-7A51E0B1C0DE}");
 
+using RESTSupport::RESTKeys;
+using RESTSupport::RESTResource;
+
 namespace {
 
-class Greeting final : public IRESTRequestHandler {
+HRESULT NewObject(IJSONObject **out) {
+  return KzCreateInstance(CLSID_JSONObject, nullptr, CLSCTX_INPROC_SERVER, KZ_IID(IJSONObject),
+                          reinterpret_cast<void **>(out));
+}
+
+// Sets the thread's error object, whose description the error document carries.
+HRESULT Fail(HRESULT hr, const WCHAR *description) {
+  ComPtr<ICreateErrorInfo> info;
+  ComPtr<IErrorInfo> error;
+  if (SUCCEEDED(CreateErrorInfo(info.put())) && SUCCEEDED(info->SetDescription(const_cast<WCHAR *>(description))) &&
+      SUCCEEDED(info->QueryInterface(error.put())))
+    SetErrorInfo(0, error.get());
+  return hr;
+}
+
+HRESULT Greet(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput, const WCHAR *format,
+              IJSONObject *, IJSONObject **responseProperties, VARIANT &responseData) {
+  if (wcscmp(format, u"json") != 0) return RESTSupport::REST_E_BAD_OUTPUT_FORMAT;
+  ComPtr<IJSONObject> input, answer, properties;
+  HRESULT hr = NewObject(input.put());
+  if (FAILED(hr)) return hr;
+  BSTR who = nullptr;
+  if (FAILED(input->Parse(operationInput)) || FAILED(input->GetString(u"who", &who)))
+    return Fail(E_INVALIDARG, u"Say whom to greet: who=<a name>.");
+  String greeting(u"hello, ");
+  greeting += who;
+  SysFreeString(who);
+  hr = NewObject(answer.put());
+  if (SUCCEEDED(hr)) hr = answer->AddString(u"greeting", greeting);
+  if (SUCCEEDED(hr)) hr = NewObject(properties.put());
+  if (SUCCEEDED(hr)) hr = properties->AddString(u"Content-Type", u"application/json");
+  if (FAILED(hr)) return hr;
+  *responseProperties = properties.detach();
+  responseData.vt = VT_UNKNOWN;
+  responseData.punkVal = answer.detach();
+  return S_OK;
+}
+
+HRESULT AlwaysFails(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *, const WCHAR *, IJSONObject *,
+                    IJSONObject **, VARIANT &) {
+  return Fail(E_FAIL, u"The greeting service fails on purpose here.");
+}
+
+class Greeting final : public Unknown, public IRESTRequestHandler {
  public:
-  HRESULT QueryInterface(REFIID riid, void **ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    if (riid == KZ_IID(IUnknown) || riid == KZ_IID(IRESTRequestHandler)) {
-      *ppv = static_cast<IRESTRequestHandler *>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG AddRef() override { return InterlockedIncrement(&refs_); }
-  ULONG Release() override {
-    ULONG n = InterlockedDecrement(&refs_);
-    if (n == 0) delete this;
-    return n;
+  Greeting() {
+    StringArray who, json;
+    who.Insert(u"who");
+    json.Insert(u"json");
+    // The root has no handler of its own: asking for it gives the generic error document.
+    RESTResource *root = dispatcher_.CreateRESTResource(u"", nullptr, true);
+    root->AddOperation(dispatcher_.CreateRESTOperation(u"greet", Greet, who, json));
+    root->AddOperation(dispatcher_.CreateRESTOperation(u"fail", AlwaysFails, StringArray(), json));
+    dispatcher_.Init(this, root, nullptr);
   }
 
-  HRESULT GetSchema(BSTR *schema) override {
-    if (schema == nullptr) return E_POINTER;
-    *schema = SysAllocString(u"{\"name\":\"\",\"operations\":[{\"name\":\"greet\",\"parameters\":[\"who\"]}],"
-                             u"\"schemaVersion\":1}");
-    return *schema != nullptr ? S_OK : E_OUTOFMEMORY;
+  KZ_DELEGATING_IUNKNOWN
+  HRESULT InternalQueryInterface(REFIID riid, void **ppv) override {
+    if (ppv != nullptr && riid == KZ_IID(IRESTRequestHandler))
+      return Answer(static_cast<IRESTRequestHandler *>(this), ppv);
+    return Unknown::InternalQueryInterface(riid, ppv);
   }
+  const WCHAR *GetClassName() override { return u"Greeting"; }
 
-  HRESULT HandleRESTRequest(BSTR, BSTR resource, BSTR operation, BSTR, BSTR, BSTR, BSTR *properties,
-                            SAFEARRAY **body) override {
-    if (properties == nullptr || body == nullptr) return E_POINTER;
-    // Not a JSON reader: this module answers one fixed text per case, enough to show the road.
-    bool greet = operation != nullptr && wcscmp(operation, u"greet") == 0 && SysStringLen(resource) == 0;
-    const char *text = greet ? "{\"greeting\":\"hello\"}"
-                             : "{\"error\":{\"code\":400,\"message\":\"Invalid URL.\",\"details\":[]}}";
-    *properties = SysAllocString(greet ? u"{\"Content-Type\":\"application/json\"}"
-                                       : u"{\"Content-Type\":\"text/plain\", \"Success\":false}");
-    *body = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(std::strlen(text)));
-    if (*properties == nullptr || *body == nullptr) return E_OUTOFMEMORY;
-    std::memcpy((*body)->pvData, text, std::strlen(text));
-    return S_OK;
+  HRESULT HandleRESTRequest(BSTR capabilities, BSTR resource, BSTR operation, BSTR input, BSTR format,
+                            BSTR requestProperties, BSTR *responseProperties, SAFEARRAY **responseData) override {
+    return dispatcher_.HandleRESTRequest(capabilities, resource, operation, input, format, requestProperties,
+                                         responseProperties, responseData);
   }
+  HRESULT GetSchema(BSTR *schema) override { return dispatcher_.GetSchema(schema); }
 
  private:
-  LONG volatile refs_ = 1;
+  RESTSupport::RESTDispatcher dispatcher_;
 };
 
-class GreetingFactory final : public IClassFactory {
- public:
-  HRESULT QueryInterface(REFIID riid, void **ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    if (riid == KZ_IID(IUnknown) || riid == KZ_IID(IClassFactory)) {
-      *ppv = static_cast<IClassFactory *>(this);
-      return S_OK;  // a static object: no count to keep
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG AddRef() override { return 2; }
-  ULONG Release() override { return 1; }
-  HRESULT CreateInstance(IUnknown *outer, REFIID riid, void **ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    *ppv = nullptr;
-    if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    auto *object = new Greeting();
-    HRESULT hr = object->QueryInterface(riid, ppv);
-    object->Release();
-    return hr;
-  }
-  HRESULT LockServer(BOOL) override { return S_OK; }
-};
-
-GreetingFactory factory;
+ClassFactory<Greeting> factory;
 
 }  // namespace
 
