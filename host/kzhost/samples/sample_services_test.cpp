@@ -266,20 +266,28 @@ TEST_F(SampleServicesTest, EnvelopeUnionAreaEdges) {
   ExpectError(Call(geometry_, "", "envelopeUnionArea", many.c_str()), 400, "Invalid or missing input parameters.");
 }
 
+std::string PointJson(double x, double y) {
+  return "{\"x\":" + std::to_string(x) + ",\"y\":" + std::to_string(y) + "}";
+}
+
+// `where` as GEOS finds it: 1 inside, 0 on the boundary, -1 outside.
+void ExpectLocation(const Response &r, int where, double x, double y) {
+  ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("location")) << r.body;
+  EXPECT_STREQ(r.json["location"].GetString(), where == 1 ? "interior" : where == 0 ? "boundary" : "exterior")
+      << x << "," << y;
+  EXPECT_EQ(r.json["contains"].GetBool(), where >= 0) << x << "," << y;
+}
+
 TEST_F(SampleServicesTest, PointInEnvelopeAgreesWithGeos) {
   GeosReference geos;
   const std::array<double, 4> box = {1, 2, 4, 6};
   std::string envelope = EnvelopeJson(box);
   for (double x = 0; x <= 5; x += 0.5) {
     for (double y = 1; y <= 7; y += 0.5) {
-      std::string input = "{\"point\":{\"x\":" + std::to_string(x) + ",\"y\":" + std::to_string(y) +
-                          "},\"envelope\":" + envelope + "}";
+      std::string input = "{\"point\":" + PointJson(x, y) + ",\"envelope\":" + envelope + "}";
       Response r = Call(geometry_, "", "pointInEnvelope", input.c_str());
-      ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("location")) << r.body;
       int where = geos.Locate(box, x, y);
-      EXPECT_STREQ(r.json["location"].GetString(), where == 1 ? "interior" : where == 0 ? "boundary" : "exterior")
-          << x << "," << y;
-      EXPECT_EQ(r.json["contains"].GetBool(), where >= 0);
+      ExpectLocation(r, where, x, y);
       EXPECT_EQ(r.json["properlyContains"].GetBool(), where == 1);
     }
   }
@@ -367,14 +375,8 @@ TEST_F(SampleServicesTest, PointInPolygonAgreesWithGeos) {
   std::string rings_json = "[" + PointList(rings[0]) + "," + PointList(rings[1]) + "]";
   for (double x = -1; x <= 9; x += 0.5) {
     for (double y = -1; y <= 9; y += 0.5) {
-      std::string input = "{\"point\":{\"x\":" + std::to_string(x) + ",\"y\":" + std::to_string(y) +
-                          "},\"rings\":" + rings_json + "}";
-      Response r = Call(geometry_, "", "pointInPolygon", input.c_str());
-      ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("location")) << r.body;
-      int where = geos.Locate(rings, x, y);
-      EXPECT_STREQ(r.json["location"].GetString(), where == 1 ? "interior" : where == 0 ? "boundary" : "exterior")
-          << x << "," << y;
-      EXPECT_EQ(r.json["contains"].GetBool(), where >= 0) << x << "," << y;
+      std::string input = "{\"point\":" + PointJson(x, y) + ",\"rings\":" + rings_json + "}";
+      ExpectLocation(Call(geometry_, "", "pointInPolygon", input.c_str()), geos.Locate(rings, x, y), x, y);
     }
   }
   for (const char *bad : {R"({"rings":[]})", R"({"point":{"x":1,"y":1}})", R"({"point":{"x":1,"y":1},"rings":[[1]]})",

@@ -1,43 +1,15 @@
-// The REST classes' access to the JSON service: one held reference, and the three kinds of object
-// made through KzCreateInstance.
+// The REST classes' access to the JSON service: the three kinds of object made through
+// KzCreateInstance, and a held reference to each.
 #pragma once
 
+#include <kzcore/pal/com_ptr.h>
 #include <kzcore/platform/object_creation.h>
 #include <kzcore/server/json_service.h>
 
 namespace RESTSupport::internal {
 
-// Owns one reference to an interface and gives it back at the end of its scope.
 template <class Interface>
-class Held {
- public:
-  Held() = default;
-  explicit Held(Interface *p) : p_(p) {}
-  Held(const Held &) = delete;
-  Held &operator=(const Held &) = delete;
-  ~Held() {
-    if (p_ != nullptr) p_->Release();
-  }
-
-  Interface *get() const { return p_; }
-  Interface *operator->() const { return p_; }
-  explicit operator bool() const { return p_ != nullptr; }
-  // The slot for an out argument; what was held is released first.
-  Interface **put() {
-    if (p_ != nullptr) p_->Release();
-    p_ = nullptr;
-    return &p_;
-  }
-  // Hands the reference over to the caller.
-  Interface *detach() {
-    Interface *p = p_;
-    p_ = nullptr;
-    return p;
-  }
-
- private:
-  Interface *p_ = nullptr;
-};
+using Held = ComPtr<Interface>;
 
 template <class Interface>
 HRESULT MakeJSON(REFCLSID clsid, Interface **out) {
