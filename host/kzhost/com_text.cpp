@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "json_text.h"
 
 namespace kzhost {
 
@@ -22,18 +23,9 @@ Bstr Bstr::FromUtf8(std::string_view utf8) {
       ++p;
       continue;
     }
-    int extra;
-    unsigned cp, min;
-    if ((c & 0xE0) == 0xC0) extra = 1, cp = c & 0x1F, min = 0x80;
-    else if ((c & 0xF0) == 0xE0) extra = 2, cp = c & 0x0F, min = 0x800;
-    else if ((c & 0xF8) == 0xF0) extra = 3, cp = c & 0x07, min = 0x10000;
-    else return Bstr();  // a 0 byte, a continuation byte or a byte no UTF-8 has
-    if (end - p <= extra) return Bstr();
-    for (int k = 1; k <= extra; ++k) {
-      if ((p[k] & 0xC0) != 0x80) return Bstr();
-      cp = (cp << 6) | (p[k] & 0x3F);
-    }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return Bstr();
+    unsigned cp;
+    int length = c == 0 ? 0 : DecodeUtf8(p, end, &cp);
+    if (length == 0) return Bstr();  // a 0 byte, or not well-formed
     if (cp >= 0x10000) {
       cp -= 0x10000;
       units[n++] = static_cast<char16_t>(0xD800 + (cp >> 10));
@@ -41,7 +33,7 @@ Bstr Bstr::FromUtf8(std::string_view utf8) {
     } else {
       units[n++] = static_cast<char16_t>(cp);
     }
-    p += extra + 1;
+    p += length;
   }
   return Bstr(SysAllocStringLen(units.data(), static_cast<UINT>(n)));
 }

@@ -119,4 +119,26 @@ std::string WriteJson(const rapidjson::Value &value) {
   return std::string(buffer.GetString(), buffer.GetSize());
 }
 
+int DecodeUtf8(const unsigned char *p, const unsigned char *end, unsigned *cp) {
+  unsigned c = *p;
+  if (c < 0x80) {
+    *cp = c;
+    return 1;
+  }
+  int extra;
+  unsigned value, min;
+  if ((c & 0xE0) == 0xC0) extra = 1, value = c & 0x1F, min = 0x80;
+  else if ((c & 0xF0) == 0xE0) extra = 2, value = c & 0x0F, min = 0x800;
+  else if ((c & 0xF8) == 0xF0) extra = 3, value = c & 0x07, min = 0x10000;
+  else return 0;
+  if (end - p <= extra) return 0;
+  for (int k = 1; k <= extra; ++k) {
+    if ((p[k] & 0xC0) != 0x80) return 0;
+    value = (value << 6) | (p[k] & 0x3F);
+  }
+  if (value < min || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 0;
+  *cp = value;
+  return extra + 1;
+}
+
 }  // namespace kzhost

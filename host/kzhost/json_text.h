@@ -31,4 +31,9 @@ void AppendJsonString(std::string &out, std::string_view text);
 // The text of a JSON value written compactly.
 std::string WriteJson(const rapidjson::Value &value);
 
+// The length (1 to 4) of the well-formed UTF-8 sequence that starts at `p` (before `end`), with
+// its code point in *cp; 0 for an overlong form, a surrogate, a value past U+10FFFF, a sequence
+// cut off, or a byte no sequence starts with.
+int DecodeUtf8(const unsigned char *p, const unsigned char *end, unsigned *cp);
+
 }  // namespace kzhost

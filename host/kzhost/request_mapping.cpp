@@ -44,25 +44,9 @@ int HexValue(char c) {
 bool ValidUtf8(std::string_view s) {
   const auto *p = reinterpret_cast<const unsigned char *>(s.data());
   const auto *end = p + s.size();
-  while (p < end) {
-    unsigned c = *p;
-    if (c < 0x80) {
-      ++p;
-      continue;
-    }
-    int extra;
-    unsigned cp, min;
-    if ((c & 0xE0) == 0xC0) extra = 1, cp = c & 0x1F, min = 0x80;
-    else if ((c & 0xF0) == 0xE0) extra = 2, cp = c & 0x0F, min = 0x800;
-    else if ((c & 0xF8) == 0xF0) extra = 3, cp = c & 0x07, min = 0x10000;
-    else return false;
-    if (end - p <= extra) return false;
-    for (int k = 1; k <= extra; ++k) {
-      if ((p[k] & 0xC0) != 0x80) return false;
-      cp = (cp << 6) | (p[k] & 0x3F);
-    }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-    p += extra + 1;
+  for (int n; p < end; p += n) {
+    unsigned cp;
+    if ((n = DecodeUtf8(p, end, &cp)) == 0) return false;
   }
   return true;
 }
