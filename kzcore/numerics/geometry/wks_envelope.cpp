@@ -64,6 +64,14 @@ WKSEnvelope &PutSide(WKSEnvelope &box, double &side, double &opposite, double op
   return box.Normalize();
 }
 
+// Sets the corner whose sides are (xSide, ySide); an empty box becomes the point.
+WKSEnvelope &PutCorner(WKSEnvelope &box, double &xSide, double &ySide, double x, double y) {
+  if (box.IsEmpty()) return box = WKSEnvelope(x, y);
+  xSide = x;
+  ySide = y;
+  return box.Normalize();
+}
+
 // Whole rounds beyond which the boundary walk gives up rather than loop for ever (an unbounded or
 // huge distance, or a box with no perimeter).
 constexpr double kMaxWalkRounds = 65536.0;
@@ -129,33 +137,10 @@ WKSEnvelope &WKSEnvelope::put_XMax(double v) { return PutSide(*this, xmax, xmin,
 WKSEnvelope &WKSEnvelope::put_YMin(double v) { return PutSide(*this, ymin, ymax, DBL_MAX, xmin, xmax, v); }
 WKSEnvelope &WKSEnvelope::put_YMax(double v) { return PutSide(*this, ymax, ymin, -DBL_MAX, xmin, xmax, v); }
 
-WKSEnvelope &WKSEnvelope::put_LowerLeft(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmin = x;
-  ymin = y;
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_LowerRight(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmax = x;
-  ymin = y;
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_UpperLeft(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmin = x;
-  ymax = y;
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_UpperRight(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmax = x;
-  ymax = y;
-  return Normalize();
-}
+WKSEnvelope &WKSEnvelope::put_LowerLeft(double x, double y) { return PutCorner(*this, xmin, ymin, x, y); }
+WKSEnvelope &WKSEnvelope::put_LowerRight(double x, double y) { return PutCorner(*this, xmax, ymin, x, y); }
+WKSEnvelope &WKSEnvelope::put_UpperLeft(double x, double y) { return PutCorner(*this, xmin, ymax, x, y); }
+WKSEnvelope &WKSEnvelope::put_UpperRight(double x, double y) { return PutCorner(*this, xmax, ymax, x, y); }
 
 WKSEnvelope &WKSEnvelope::put_Width(double w) {
   if (IsEmpty()) return *this;
