@@ -45,6 +45,22 @@ bool SnapAxis(double &lo, double &hi, bool grow, double step, double origin) {
   return false;
 }
 
+// One axis of Constrain: [lo, hi] slides, at width w, to start or end inside [blo, bhi]; true when
+// it moved.
+bool ConstrainAxis(double &lo, double &hi, double blo, double bhi, double w) {
+  if (blo > lo) {
+    lo = blo;
+    hi = blo + w;
+    return true;
+  }
+  if (hi > bhi) {
+    hi = bhi;
+    lo = bhi - w;
+    return true;
+  }
+  return false;
+}
+
 // Sets `side` of the axis whose other side is `opposite`. An empty box becomes the line at v
 // across the whole other axis (acrossMin, acrossMax); an opposite side still at `open`, where such
 // a line left it, joins v.
@@ -356,26 +372,9 @@ WKSEnvelope &WKSEnvelope::Rotate(const WKSPoint &c, double a) {
 bool WKSEnvelope::Constrain(const WKSEnvelope &b) {
   double w = b.Width() < Width() ? b.Width() : Width();
   double h = b.Height() < Height() ? b.Height() : Height();
-  bool changed = false;
-  if (b.xmin > xmin) {
-    xmin = b.xmin;
-    xmax = b.xmin + w;
-    changed = true;
-  } else if (xmax > b.xmax) {
-    xmax = b.xmax;
-    xmin = b.xmax - w;
-    changed = true;
-  }
-  if (b.ymin > ymin) {
-    ymin = b.ymin;
-    ymax = b.ymin + h;
-    changed = true;
-  } else if (ymax > b.ymax) {
-    ymax = b.ymax;
-    ymin = b.ymax - h;
-    changed = true;
-  }
-  return changed;
+  const bool movedX = ConstrainAxis(xmin, xmax, b.xmin, b.xmax, w);
+  const bool movedY = ConstrainAxis(ymin, ymax, b.ymin, b.ymax, h);
+  return movedX || movedY;
 }
 
 LONG WKSEnvelope::PointOnWindow(double d, WKSPoint &out) const {
