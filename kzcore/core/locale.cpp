@@ -12,23 +12,18 @@ namespace {
 std::atomic<LANGID> g_regional{0};
 std::atomic<LANGID> g_interface{0};
 
-LANGID Regional() {
-  LANGID id = g_regional.load(std::memory_order_relaxed);
+// The value in `cache`, read with `decide` on first use.
+LANGID Decided(std::atomic<LANGID> &cache, LANGID (*decide)()) {
+  LANGID id = cache.load(std::memory_order_relaxed);
   if (id == 0) {
-    id = GetUserDefaultLangID();
-    g_regional.store(id, std::memory_order_relaxed);
+    id = decide();
+    cache.store(id, std::memory_order_relaxed);
   }
   return id;
 }
 
-LANGID Interface() {
-  LANGID id = g_interface.load(std::memory_order_relaxed);
-  if (id == 0) {
-    id = GetUserDefaultUILanguage();
-    g_interface.store(id, std::memory_order_relaxed);
-  }
-  return id;
-}
+LANGID Regional() { return Decided(g_regional, GetUserDefaultLangID); }
+LANGID Interface() { return Decided(g_interface, GetUserDefaultUILanguage); }
 
 }  // namespace
 

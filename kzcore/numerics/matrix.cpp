@@ -785,25 +785,47 @@ Matrix &Matrix::GaussJordan(Matrix &b) {
   return b;
 }
 
+namespace {
+
+int RowCount(const Vector &b) { return b.Size(); }
+int RowCount(const Matrix &b) { return b.Rows(); }
+
+// x = normal * b, with the product each kind of right-hand side has.
+void NormalRightSide(const Matrix &weightedTranspose, const Vector &b, Vector &x) {
+  b.PreMult(weightedTranspose, x);
+}
+void NormalRightSide(const Matrix &weightedTranspose, const Matrix &b, Matrix &x) {
+  weightedTranspose.Mult(b, x);
+}
+
+// The least-squares solve of a * x = b shared by the vector and matrix forms, once the callers have
+// copied what normal or x would overwrite before it is read.
+template <class Rhs>
+Rhs &SolveNormalEquations(const Matrix &a, const Rhs &b, const Vector &weights, Rhs &x, Matrix &normal) {
+  if (a.IsInvalid() || b.IsInvalid() || RowCount(b) != a.Rows()) {
+    normal.SetInvalid();
+    return x.SetInvalid();
+  }
+  a.Transpose(normal);
+  if (!weights.IsInvalid()) normal.MultDiagonal(weights, normal);
+  NormalRightSide(normal, b, x);
+  normal.Mult(a, normal);
+  WorkTable<int> permutation(a.Columns());
+  int *perm = permutation.get();
+  if (!perm) return x.SetInvalid();
+  normal.LUDecomposition(perm);
+  return normal.LUBackSubstitution(perm, x);
+}
+
+}  // namespace
+
 Vector &Matrix::LeastSquareAdjustment(const Vector &b, const Vector &weights, Vector &x,
                                       Matrix &normal) const {
   if (&normal == this) {
     Matrix self(*this);
     return self.LeastSquareAdjustment(b, weights, x, normal);
   }
-  if (IsInvalid() || b.IsInvalid() || b.Size() != rowCount_) {
-    normal.SetInvalid();
-    return x.SetInvalid();
-  }
-  Transpose(normal);
-  if (!weights.IsInvalid()) normal.MultDiagonal(weights, normal);
-  b.PreMult(normal, x);
-  normal.Mult(*this, normal);
-  WorkTable<int> permutation(columnCount_);
-  int *perm = permutation.get();
-  if (!perm) return x.SetInvalid();
-  normal.LUDecomposition(perm);
-  return normal.LUBackSubstitution(perm, x);
+  return SolveNormalEquations(*this, b, weights, x, normal);
 }
 
 Matrix &Matrix::LeastSquareAdjustment(const Matrix &b, const Vector &weights, Matrix &x,
@@ -812,19 +834,7 @@ Matrix &Matrix::LeastSquareAdjustment(const Matrix &b, const Vector &weights, Ma
     Matrix self(*this), rhs(b);
     return self.LeastSquareAdjustment(rhs, weights, x, normal);
   }
-  if (IsInvalid() || b.IsInvalid() || b.rowCount_ != rowCount_) {
-    normal.SetInvalid();
-    return x.SetInvalid();
-  }
-  Transpose(normal);
-  if (!weights.IsInvalid()) normal.MultDiagonal(weights, normal);
-  normal.Mult(b, x);
-  normal.Mult(*this, normal);
-  WorkTable<int> permutation(columnCount_);
-  int *perm = permutation.get();
-  if (!perm) return x.SetInvalid();
-  normal.LUDecomposition(perm);
-  return normal.LUBackSubstitution(perm, x);
+  return SolveNormalEquations(*this, b, weights, x, normal);
 }
 
 Vector &Matrix::LeastSquares(const Vector &b, Vector &x, Matrix &normal) const {

@@ -23,6 +23,21 @@ int Fail(DWORD error) {
   return 0;
 }
 
+// The two passes of a conversion in either direction: `measure(bad)` counts the units of the
+// output and sets `bad` on input it cannot carry over, `write(bad)` writes them. A capacity of 0
+// asks for the count alone.
+template <class Measure, class Write>
+int MeasureThenWrite(int capacity, bool strict, Measure measure, Write write) {
+  bool bad = false;
+  const std::size_t needed = measure(bad);
+  if (strict && bad) return Fail(ERROR_NO_UNICODE_TRANSLATION);
+  if (needed > INT_MAX) return Fail(ERROR_INVALID_PARAMETER);
+  if (capacity == 0) return static_cast<int>(needed);
+  if (needed > static_cast<std::size_t>(capacity)) return Fail(ERROR_INSUFFICIENT_BUFFER);
+  write(bad);
+  return static_cast<int>(needed);
+}
+
 // UTF-16 to UTF-8
 
 // Bytes of the UTF-8 form of [s, end); `lone` is set when an unpaired surrogate is met (it takes
@@ -248,18 +263,14 @@ int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int bytes, LPW
   const auto *end = begin + length;
   const bool strict = flags & MB_ERR_INVALID_CHARS;
 
-  bool invalid = false;
   // A UTF-8 text never has more units than bytes, so a buffer that large needs no first pass.
   if (units > 0 && length <= static_cast<std::size_t>(units) && !strict) {
+    bool invalid = false;
     return static_cast<int>(WriteUtf16(begin, end, buffer, invalid) - buffer);
   }
-  const std::size_t needed = Utf16Size(begin, end, invalid);
-  if (strict && invalid) return Fail(ERROR_NO_UNICODE_TRANSLATION);
-  if (needed > INT_MAX) return Fail(ERROR_INVALID_PARAMETER);
-  if (units == 0) return static_cast<int>(needed);
-  if (needed > static_cast<std::size_t>(units)) return Fail(ERROR_INSUFFICIENT_BUFFER);
-  WriteUtf16(begin, end, buffer, invalid);
-  return static_cast<int>(needed);
+  return MeasureThenWrite(
+      units, strict, [&](bool &invalid) { return Utf16Size(begin, end, invalid); },
+      [&](bool &invalid) { WriteUtf16(begin, end, buffer, invalid); });
 }
 
 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int units, LPSTR buffer, int bytes,
@@ -274,16 +285,12 @@ int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int units, LP
   const WCHAR *end = text + length;
   const bool strict = flags & WC_ERR_INVALID_CHARS;
 
-  bool lone = false;
   // No unit takes more than three bytes (a pair takes four for its two units).
   if (bytes > 0 && length <= static_cast<std::size_t>(bytes) / 3 && !strict) {
+    bool lone = false;
     return static_cast<int>(WriteUtf8(text, end, buffer, lone) - buffer);
   }
-  const std::size_t needed = Utf8Size(text, end, lone);
-  if (strict && lone) return Fail(ERROR_NO_UNICODE_TRANSLATION);
-  if (needed > INT_MAX) return Fail(ERROR_INVALID_PARAMETER);
-  if (bytes == 0) return static_cast<int>(needed);
-  if (needed > static_cast<std::size_t>(bytes)) return Fail(ERROR_INSUFFICIENT_BUFFER);
-  WriteUtf8(text, end, buffer, lone);
-  return static_cast<int>(needed);
+  return MeasureThenWrite(
+      bytes, strict, [&](bool &lone) { return Utf8Size(text, end, lone); },
+      [&](bool &lone) { WriteUtf8(text, end, buffer, lone); });
 }

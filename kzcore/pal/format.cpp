@@ -141,6 +141,13 @@ bool IsFloatConversion(WCHAR c) {
   }
 }
 
+// A size prefix of one letter or the letter doubled ("h" or "hh", "l" or "ll"), taken from p.
+Size TakeSizeLetter(const WCHAR *&p, Size single, Size doubled) {
+  const bool twice = p[1] == p[0];
+  p += twice ? 2 : 1;
+  return twice ? doubled : single;
+}
+
 // Parses a conversion directive from just after its '%'. Returns the position past the
 // conversion character, or null when the directive is malformed or its conversion unknown.
 const WCHAR *ParseDirective(const WCHAR *p, Directive &directive) {
@@ -171,22 +178,10 @@ const WCHAR *ParseDirective(const WCHAR *p, Directive &directive) {
   }
   switch (*p) {
     case u'h':
-      ++p;
-      if (*p == u'h') {
-        directive.size = Size::kChar;
-        ++p;
-      } else {
-        directive.size = Size::kShort;
-      }
+      directive.size = TakeSizeLetter(p, Size::kShort, Size::kChar);
       break;
     case u'l':
-      ++p;
-      if (*p == u'l') {
-        directive.size = Size::kInt64;
-        ++p;
-      } else {
-        directive.size = Size::kLong;
-      }
+      directive.size = TakeSizeLetter(p, Size::kLong, Size::kInt64);
       break;
     case u'w':
       directive.size = Size::kLong;

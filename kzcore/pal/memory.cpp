@@ -55,6 +55,20 @@ GlobalBlock *Find(GlobalRegistry &r, const void *handle) {
   return it == r.blocks.end() ? nullptr : it->second;
 }
 
+// Runs `use(registry, block)` on the block registered under `handle`, with the registry locked.
+// An unknown handle sets ERROR_INVALID_HANDLE and gives `invalid`.
+template <class Result, class Use>
+Result WithBlock(const void *handle, Result invalid, Use use) {
+  GlobalRegistry &r = Registry();
+  std::lock_guard<std::mutex> lock(r.mutex);
+  GlobalBlock *block = Find(r, handle);
+  if (block == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return invalid;
+  }
+  return use(r, *block);
+}
+
 // Grows the block's memory to hold `bytes`, by half again at least so that streams growing
 // by small writes reallocate rarely.
 bool Reserve(GlobalBlock *block, SIZE_T bytes) {
@@ -94,107 +108,74 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes) {
 }
 
 HGLOBAL GlobalReAlloc(HGLOBAL mem, SIZE_T bytes, UINT flags) {
-  GlobalRegistry &r = Registry();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  GlobalBlock *block = Find(r, mem);
-  if (block == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
-  }
-  if (flags & GMEM_MODIFY) return mem;
-  const SIZE_T old_size = block->size;
-  const bool may_move = block->moveable ? block->locks == 0 || (flags & GMEM_MOVEABLE) : (flags & GMEM_MOVEABLE) != 0;
-  if (bytes > block->capacity || block->data == nullptr) {
-    const auto entry = r.blocks.find(mem);
-    if (!may_move || !Reserve(block, bytes)) {
-      SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-      return nullptr;
+  return WithBlock(mem, HGLOBAL{nullptr}, [&](GlobalRegistry &r, GlobalBlock &block) -> HGLOBAL {
+    if (flags & GMEM_MODIFY) return mem;
+    const SIZE_T old_size = block.size;
+    const bool may_move = block.moveable ? block.locks == 0 || (flags & GMEM_MOVEABLE) : (flags & GMEM_MOVEABLE) != 0;
+    if (bytes > block.capacity || block.data == nullptr) {
+      if (!may_move || !Reserve(&block, bytes)) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+      }
+      if (!block.moveable && block.data != mem) {
+        // A fixed block that moved is a new handle.
+        r.blocks.erase(mem);
+        r.blocks.emplace(block.data, &block);
+        mem = block.data;
+      }
     }
-    if (!block->moveable && block->data != mem) {
-      // A fixed block that moved is a new handle.
-      r.blocks.erase(entry);
-      r.blocks.emplace(block->data, block);
-      mem = block->data;
-    }
-  }
-  if ((flags & GMEM_ZEROINIT) && bytes > old_size)
-    std::memset(static_cast<char *>(block->data) + old_size, 0, bytes - old_size);
-  block->size = bytes;
-  return mem;
+    if ((flags & GMEM_ZEROINIT) && bytes > old_size)
+      std::memset(static_cast<char *>(block.data) + old_size, 0, bytes - old_size);
+    block.size = bytes;
+    return mem;
+  });
 }
 
 LPVOID GlobalLock(HGLOBAL mem) {
-  GlobalRegistry &r = Registry();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  GlobalBlock *block = Find(r, mem);
-  if (block == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
-  }
-  if (!block->moveable) return block->data;
-  if (block->data == nullptr || block->size == 0) return nullptr;
-  if (block->locks < GMEM_LOCKCOUNT) ++block->locks;
-  return block->data;
+  return WithBlock(mem, LPVOID{nullptr}, [](GlobalRegistry &, GlobalBlock &block) -> LPVOID {
+    if (!block.moveable) return block.data;
+    if (block.data == nullptr || block.size == 0) return nullptr;
+    if (block.locks < GMEM_LOCKCOUNT) ++block.locks;
+    return block.data;
+  });
 }
 
 BOOL GlobalUnlock(HGLOBAL mem) {
-  GlobalRegistry &r = Registry();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  GlobalBlock *block = Find(r, mem);
-  if (block == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
-  if (!block->moveable || block->locks == 0) {
-    SetLastError(ERROR_NOT_LOCKED);
-    return FALSE;
-  }
-  if (--block->locks == 0) {
-    SetLastError(ERROR_SUCCESS);
-    return FALSE;
-  }
-  return TRUE;
+  return WithBlock(mem, BOOL{FALSE}, [](GlobalRegistry &, GlobalBlock &block) -> BOOL {
+    if (!block.moveable || block.locks == 0) {
+      SetLastError(ERROR_NOT_LOCKED);
+      return FALSE;
+    }
+    if (--block.locks == 0) {
+      SetLastError(ERROR_SUCCESS);
+      return FALSE;
+    }
+    return TRUE;
+  });
 }
 
 SIZE_T GlobalSize(HGLOBAL mem) {
-  GlobalRegistry &r = Registry();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  GlobalBlock *block = Find(r, mem);
-  if (block == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return 0;
-  }
-  return block->size;
+  return WithBlock(mem, SIZE_T{0}, [](GlobalRegistry &, GlobalBlock &block) { return block.size; });
 }
 
 HGLOBAL GlobalFree(HGLOBAL mem) {
   if (mem == nullptr) return nullptr;
-  GlobalBlock *block = nullptr;
-  {
-    GlobalRegistry &r = Registry();
-    std::lock_guard<std::mutex> lock(r.mutex);
-    const auto it = r.blocks.find(mem);
-    if (it == r.blocks.end()) {
-      SetLastError(ERROR_INVALID_HANDLE);
-      return mem;
-    }
-    block = it->second;
-    r.blocks.erase(it);
-  }
+  // The block leaves the registry under the lock; its memory is freed after.
+  GlobalBlock *none = nullptr;
+  GlobalBlock *block = WithBlock(mem, none, [mem](GlobalRegistry &r, GlobalBlock &found) {
+    r.blocks.erase(mem);
+    return &found;
+  });
+  if (block == nullptr) return mem;
   std::free(block->data);
   delete block;
   return nullptr;
 }
 
 UINT GlobalFlags(HGLOBAL mem) {
-  GlobalRegistry &r = Registry();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  GlobalBlock *block = Find(r, mem);
-  if (block == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return GMEM_INVALID_HANDLE;
-  }
-  return (block->moveable && block->size == 0 ? GMEM_DISCARDED : 0) | block->locks;
+  return WithBlock(mem, UINT{GMEM_INVALID_HANDLE}, [](GlobalRegistry &, GlobalBlock &block) -> UINT {
+    return (block.moveable && block.size == 0 ? GMEM_DISCARDED : 0) | block.locks;
+  });
 }
 
 HGLOBAL GlobalHandle(LPCVOID address) {

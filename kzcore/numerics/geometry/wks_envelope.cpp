@@ -5,7 +5,12 @@
 #include <cstdint>
 #include <utility>
 
+#include <kzcore/numerics/internal/interval.h>
+
 namespace {
+
+using kz::internal::Narrow;
+using kz::internal::Widen;
 
 double Clamp(double v, double lo, double hi) { return v < lo ? lo : v > hi ? hi : v; }
 
@@ -38,6 +43,49 @@ bool SnapAxis(double &lo, double &hi, bool grow, double step, double origin) {
     return true;
   }
   return false;
+}
+
+// One axis of Constrain: [lo, hi] slides, at width w, to start or end inside [blo, bhi]; true when
+// it moved.
+bool ConstrainAxis(double &lo, double &hi, double blo, double bhi, double w) {
+  if (blo > lo) {
+    lo = blo;
+    hi = blo + w;
+    return true;
+  }
+  if (hi > bhi) {
+    hi = bhi;
+    lo = bhi - w;
+    return true;
+  }
+  return false;
+}
+
+// Sets `side` of the axis whose other side is `opposite`. An empty box becomes the line at v
+// across the whole other axis (acrossMin, acrossMax); an opposite side still at `open`, where such
+// a line left it, joins v.
+WKSEnvelope &PutSide(WKSEnvelope &box, double &side, double &opposite, double open, double &acrossMin,
+                     double &acrossMax, double v) {
+  if (box.IsEmpty()) {
+    side = opposite = v;
+    acrossMin = -DBL_MAX;
+    acrossMax = DBL_MAX;
+    return box;
+  }
+  side = v;
+  if (opposite == open) {
+    opposite = v;
+    return box;
+  }
+  return box.Normalize();
+}
+
+// Sets the corner whose sides are (xSide, ySide); an empty box becomes the point.
+WKSEnvelope &PutCorner(WKSEnvelope &box, double &xSide, double &ySide, double x, double y) {
+  if (box.IsEmpty()) return box = WKSEnvelope(x, y);
+  xSide = x;
+  ySide = y;
+  return box.Normalize();
 }
 
 // Whole rounds beyond which the boundary walk gives up rather than loop for ever (an unbounded or
@@ -100,93 +148,15 @@ void WKSEnvelope::QueryCoords(double *x1, double *y1, double *x2, double *y2) co
   *y2 = e ? kEmptyValue : ymax;
 }
 
-WKSEnvelope &WKSEnvelope::put_XMin(double v) {
-  if (IsEmpty()) {
-    xmin = xmax = v;
-    ymin = -DBL_MAX;
-    ymax = DBL_MAX;
-    return *this;
-  }
-  xmin = v;
-  if (xmax == DBL_MAX) {
-    xmax = v;
-    return *this;
-  }
-  return Normalize();
-}
+WKSEnvelope &WKSEnvelope::put_XMin(double v) { return PutSide(*this, xmin, xmax, DBL_MAX, ymin, ymax, v); }
+WKSEnvelope &WKSEnvelope::put_XMax(double v) { return PutSide(*this, xmax, xmin, -DBL_MAX, ymin, ymax, v); }
+WKSEnvelope &WKSEnvelope::put_YMin(double v) { return PutSide(*this, ymin, ymax, DBL_MAX, xmin, xmax, v); }
+WKSEnvelope &WKSEnvelope::put_YMax(double v) { return PutSide(*this, ymax, ymin, -DBL_MAX, xmin, xmax, v); }
 
-WKSEnvelope &WKSEnvelope::put_XMax(double v) {
-  if (IsEmpty()) {
-    xmin = xmax = v;
-    ymin = -DBL_MAX;
-    ymax = DBL_MAX;
-    return *this;
-  }
-  xmax = v;
-  if (xmin == -DBL_MAX) {
-    xmin = v;
-    return *this;
-  }
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_YMin(double v) {
-  if (IsEmpty()) {
-    ymin = ymax = v;
-    xmin = -DBL_MAX;
-    xmax = DBL_MAX;
-    return *this;
-  }
-  ymin = v;
-  if (ymax == DBL_MAX) {
-    ymax = v;
-    return *this;
-  }
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_YMax(double v) {
-  if (IsEmpty()) {
-    ymin = ymax = v;
-    xmin = -DBL_MAX;
-    xmax = DBL_MAX;
-    return *this;
-  }
-  ymax = v;
-  if (ymin == -DBL_MAX) {
-    ymin = v;
-    return *this;
-  }
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_LowerLeft(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmin = x;
-  ymin = y;
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_LowerRight(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmax = x;
-  ymin = y;
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_UpperLeft(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmin = x;
-  ymax = y;
-  return Normalize();
-}
-
-WKSEnvelope &WKSEnvelope::put_UpperRight(double x, double y) {
-  if (IsEmpty()) return *this = WKSEnvelope(x, y);
-  xmax = x;
-  ymax = y;
-  return Normalize();
-}
+WKSEnvelope &WKSEnvelope::put_LowerLeft(double x, double y) { return PutCorner(*this, xmin, ymin, x, y); }
+WKSEnvelope &WKSEnvelope::put_LowerRight(double x, double y) { return PutCorner(*this, xmax, ymin, x, y); }
+WKSEnvelope &WKSEnvelope::put_UpperLeft(double x, double y) { return PutCorner(*this, xmin, ymax, x, y); }
+WKSEnvelope &WKSEnvelope::put_UpperRight(double x, double y) { return PutCorner(*this, xmax, ymax, x, y); }
 
 WKSEnvelope &WKSEnvelope::put_Width(double w) {
   if (IsEmpty()) return *this;
@@ -203,11 +173,7 @@ WKSEnvelope &WKSEnvelope::put_Height(double h) {
 WKSEnvelope &WKSEnvelope::CenterAt(double x, double y) {
   if (IsEmpty()) return *this;
   WKSPoint d = WKSPoint{x, y} - Center();
-  xmin += d.x;
-  xmax += d.x;
-  ymin += d.y;
-  ymax += d.y;
-  return *this;
+  return Move(d.x, d.y);
 }
 
 WKSEnvelope &WKSEnvelope::Move(double dx, double dy) {
@@ -244,10 +210,8 @@ WKSEnvelope &WKSEnvelope::AddPoints(LONG n, const WKSPoint *const points) {
 WKSEnvelope &WKSEnvelope::AddEnvelope(const WKSEnvelope &o) {
   if (o.IsEmpty()) return *this;
   if (IsEmpty()) return *this = o;
-  if (o.xmin < xmin) xmin = o.xmin;
-  if (o.ymin < ymin) ymin = o.ymin;
-  if (o.xmax > xmax) xmax = o.xmax;
-  if (o.ymax > ymax) ymax = o.ymax;
+  Widen(xmin, xmax, o.xmin, o.xmax);
+  Widen(ymin, ymax, o.ymin, o.ymax);
   return *this;
 }
 
@@ -267,10 +231,8 @@ WKSEnvelope &WKSEnvelope::Intersect(const WKSEnvelope &o) {
     xmin = kEmptyValue;
     return *this;
   }
-  if (o.xmin > xmin) xmin = o.xmin;
-  if (o.ymin > ymin) ymin = o.ymin;
-  if (o.xmax < xmax) xmax = o.xmax;
-  if (o.ymax < ymax) ymax = o.ymax;
+  Narrow(xmin, xmax, o.xmin, o.xmax);
+  Narrow(ymin, ymax, o.ymin, o.ymax);
   return *this;
 }
 
@@ -410,26 +372,9 @@ WKSEnvelope &WKSEnvelope::Rotate(const WKSPoint &c, double a) {
 bool WKSEnvelope::Constrain(const WKSEnvelope &b) {
   double w = b.Width() < Width() ? b.Width() : Width();
   double h = b.Height() < Height() ? b.Height() : Height();
-  bool changed = false;
-  if (b.xmin > xmin) {
-    xmin = b.xmin;
-    xmax = b.xmin + w;
-    changed = true;
-  } else if (xmax > b.xmax) {
-    xmax = b.xmax;
-    xmin = b.xmax - w;
-    changed = true;
-  }
-  if (b.ymin > ymin) {
-    ymin = b.ymin;
-    ymax = b.ymin + h;
-    changed = true;
-  } else if (ymax > b.ymax) {
-    ymax = b.ymax;
-    ymin = b.ymax - h;
-    changed = true;
-  }
-  return changed;
+  const bool movedX = ConstrainAxis(xmin, xmax, b.xmin, b.xmax, w);
+  const bool movedY = ConstrainAxis(ymin, ymax, b.ymin, b.ymax, h);
+  return movedX || movedY;
 }
 
 LONG WKSEnvelope::PointOnWindow(double d, WKSPoint &out) const {

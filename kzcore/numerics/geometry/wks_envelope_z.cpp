@@ -3,8 +3,12 @@
 #include <utility>
 
 #include <kzcore/numerics/geometry/wks_envelope.h>
+#include <kzcore/numerics/internal/interval.h>
 
 namespace {
+
+using kz::internal::Narrow;
+using kz::internal::Widen;
 
 // The gap between [lo, hi] and the point v: 0 inside.
 double PointGap(double lo, double hi, double v) { return lo > v ? v - lo : v > hi ? v - hi : 0; }
@@ -125,17 +129,14 @@ WKSEnvelopeZ &WKSEnvelopeZ::AddPoint(const WKSPointZ &p) {
 WKSEnvelopeZ &WKSEnvelopeZ::Union(const WKSEnvelopeZ &o) {
   if (o.IsEmpty()) return *this;
   if (IsEmpty()) return *this = o;
-  if (o.xmin < xmin) xmin = o.xmin;
-  if (o.ymin < ymin) ymin = o.ymin;
-  if (o.xmax > xmax) xmax = o.xmax;
-  if (o.ymax > ymax) ymax = o.ymax;
+  Widen(xmin, xmax, o.xmin, o.xmax);
+  Widen(ymin, ymax, o.ymin, o.ymax);
   if (o.ValidZ()) {
     if (!ValidZ()) {
       zmin = o.zmin;
       zmax = o.zmax;
     } else {
-      if (o.zmin < zmin) zmin = o.zmin;
-      if (o.zmax > zmax) zmax = o.zmax;
+      Widen(zmin, zmax, o.zmin, o.zmax);
     }
   }
   return *this;
@@ -146,13 +147,10 @@ WKSEnvelopeZ &WKSEnvelopeZ::Intersect(const WKSEnvelopeZ &o) {
     xmin = kEmptyValue;
     return *this;
   }
-  if (o.xmin > xmin) xmin = o.xmin;
-  if (o.ymin > ymin) ymin = o.ymin;
-  if (o.xmax < xmax) xmax = o.xmax;
-  if (o.ymax < ymax) ymax = o.ymax;
+  Narrow(xmin, xmax, o.xmin, o.xmax);
+  Narrow(ymin, ymax, o.ymin, o.ymax);
   if (ValidZ() && o.ValidZ()) {
-    if (o.zmin > zmin) zmin = o.zmin;
-    if (o.zmax < zmax) zmax = o.zmax;
+    Narrow(zmin, zmax, o.zmin, o.zmax);
   } else {
     zmin = kEmptyValue;
   }

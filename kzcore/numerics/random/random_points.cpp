@@ -77,6 +77,23 @@ size_t PickPiece(const std::vector<double> &cumulative, double t) {
   return i < cumulative.size() ? i : cumulative.size() - 1;
 }
 
+// The piece that a draw lands in, each piece weighted by its area: `pieces` areas from `areaOf`
+// (a NaN area adds nothing), their total written to `area`, then one `draw()` in [0, 1) scaled to
+// the total. -1, with no draw, when the total is not a positive finite number.
+template <class AreaOf, class Draw>
+long PickByArea(LONG pieces, AreaOf areaOf, Draw draw, double *area) {
+  std::vector<double> cumulative;
+  double total = 0;
+  for (LONG k = 0; k < pieces; ++k) {
+    double a = areaOf(k);
+    if (!std::isnan(a)) total += a;
+    cumulative.push_back(total);
+  }
+  if (area) *area = total;
+  if (!(total > 0) || std::isinf(total)) return -1;
+  return static_cast<long>(PickPiece(cumulative, draw() * total));
+}
+
 // Darts that may fail in a row before RandomPoints stops: the box is then close to full.
 constexpr int kMaxMisses = 1000;
 // Cells per axis of the RandomPoints grid at most; beyond that the cells grow.
@@ -141,35 +158,27 @@ WKSPoint RandomGeneratorBase::RandomTriangulationPoint(const WKSPoint *const poi
                                                        double *area) {
   if (area) *area = 0;
   if (!points || n < 3) return WKSPoint::EmptyPoint();
-  std::vector<double> cumulative;
-  double total = 0;
-  for (LONG i = 0; i + 2 < n; i += 3) {
-    double a = TwiceArea(points[i], points[i + 1], points[i + 2]) * 0.5;
-    if (!std::isnan(a)) total += a;
-    cumulative.push_back(total);
-  }
-  if (area) *area = total;
-  if (!(total > 0) || std::isinf(total)) return WKSPoint::EmptyPoint();
-  size_t i = 3 * PickPiece(cumulative, Uniform01() * total);
-  return RandomPoint(points[i], points[i + 1], points[i + 2]);
+  auto triangleArea = [points](LONG k) {
+    const WKSPoint *t = points + 3 * k;
+    return TwiceArea(t[0], t[1], t[2]) * 0.5;
+  };
+  long piece = PickByArea(n / 3, triangleArea, [this] { return Uniform01(); }, area);
+  if (piece < 0) return WKSPoint::EmptyPoint();
+  const WKSPoint *t = points + 3 * piece;
+  return RandomPoint(t[0], t[1], t[2]);
 }
 
 WKSPoint RandomGeneratorBase::RandomQuadrangulationPoint(const WKSPoint *const points, LONG n,
                                                          double *area) {
   if (area) *area = 0;
   if (!points || n < 4) return WKSPoint::EmptyPoint();
-  std::vector<double> cumulative;
-  double total = 0;
-  for (LONG i = 0; i + 3 < n; i += 4) {
-    QuadSplit s = SplitQuadrangle(points + i);
-    double a = s.area[0] + s.area[1];
-    if (!std::isnan(a)) total += a;
-    cumulative.push_back(total);
-  }
-  if (area) *area = total;
-  if (!(total > 0) || std::isinf(total)) return WKSPoint::EmptyPoint();
-  size_t i = 4 * PickPiece(cumulative, Uniform01() * total);
-  return RandomPoint(points + i);
+  auto quadrangleArea = [points](LONG k) {
+    QuadSplit s = SplitQuadrangle(points + 4 * k);
+    return s.area[0] + s.area[1];
+  };
+  long piece = PickByArea(n / 4, quadrangleArea, [this] { return Uniform01(); }, area);
+  if (piece < 0) return WKSPoint::EmptyPoint();
+  return RandomPoint(points + 4 * piece);
 }
 
 ULONG RandomGeneratorBase::RandomPoints(const WKSEnvelope &box, double minDistance, ULONG count,

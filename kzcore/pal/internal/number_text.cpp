@@ -27,6 +27,16 @@ int MatchSymbol(const OLECHAR *p, const OLECHAR *symbol) {
   return n;
 }
 
+// Takes a '+' or '-' at `p`, before or after the number, while no sign has been given; an open
+// parenthesis has given one already.
+bool TakeSign(const OLECHAR *&p, bool &sign, bool paren, ParsedNumber *out) {
+  if (sign || paren || (*p != u'-' && *p != u'+')) return false;
+  sign = true;
+  out->negative = *p == u'-';
+  ++p;
+  return true;
+}
+
 HRESULT ParseRadix(const OLECHAR *p, ParsedNumber *out) {
   const OLECHAR kind = p[1] | 0x20;
   const int shift = kind == u'h' ? 4 : 3;
@@ -78,12 +88,7 @@ HRESULT ParseNumber(const OLECHAR *text, const OleLocale &locale, ParsedNumber *
         continue;
       }
     }
-    if (!sign && !paren && (*p == u'-' || *p == u'+')) {
-      sign = true;
-      out->negative = *p == u'-';
-      ++p;
-      continue;
-    }
+    if (TakeSign(p, sign, paren, out)) continue;
     if (!sign && !paren && *p == u'(') {
       paren = true;
       out->negative = true;
@@ -142,12 +147,7 @@ HRESULT ParseNumber(const OLECHAR *text, const OleLocale &locale, ParsedNumber *
         continue;
       }
     }
-    if (!sign && !paren && (*p == u'-' || *p == u'+')) {
-      sign = true;
-      out->negative = *p == u'-';
-      ++p;
-      continue;
-    }
+    if (TakeSign(p, sign, paren, out)) continue;
     if (paren && *p == u')') {
       paren = false;
       sign = true;  // closed: nothing else may give a sign

@@ -20,6 +20,33 @@ void Append(std::list<T *> &list, T *item) {
   list.push_back(item);
 }
 
+// The schema form of a node: an object that opens with the node's name, the rest added by
+// `fill`, handed to *out.
+template <class Fill>
+HRESULT NamedSchemaObject(const String &name, IJSONObject **out, Fill fill) {
+  if (out == nullptr) return E_POINTER;
+  Held<IJSONObject> object;
+  HRESULT hr = internal::NewObject(object.put());
+  if (FAILED(hr)) {
+    *out = nullptr;
+    return hr;
+  }
+  object->AddString(u"name", name);
+  fill(object.get());
+  *out = object.detach();
+  return S_OK;
+}
+
+// A flag, added under `name` only when it differs from its usual value.
+void AddFlag(IJSONObject *object, const WCHAR *name, bool value, bool usual = false) {
+  if (value != usual) object->AddBoolean(name, value ? VARIANT_TRUE : VARIANT_FALSE);
+}
+
+// A text, added under `name` when it is not empty.
+void AddText(IJSONObject *object, const WCHAR *name, const String &text) {
+  if (!text.IsEmpty()) object->AddString(name, text);
+}
+
 // An array of the texts, added under `name` when there is at least one.
 void AddTexts(IJSONObject *object, const WCHAR *name, const StringArray &texts) {
   if (texts.GetSize() == 0) return;
@@ -124,23 +151,15 @@ RESTOperation *RESTResource::FindChildOperation(const WCHAR *name) const {
 }
 
 HRESULT RESTResource::ToJSONObject(IJSONObject **out) const {
-  if (out == nullptr) return E_POINTER;
-  Held<IJSONObject> object;
-  HRESULT hr = internal::NewObject(object.put());
-  if (FAILED(hr)) {
-    *out = nullptr;
-    return hr;
-  }
-  object->AddString(u"name", name_);
-  if (isCollection_) object->AddBoolean(u"isCollection", VARIANT_TRUE);
-  if (isDefaultCollection_) object->AddBoolean(u"isDefaultCollection", VARIANT_TRUE);
-  if (!isStatic_) object->AddBoolean(u"isStatic", VARIANT_FALSE);
-  if (supportsETag_) object->AddBoolean(u"supportsETag", VARIANT_TRUE);
-  if (!requiredCapability_.IsEmpty()) object->AddString(u"requiredCapability", requiredCapability_);
-  AddNodes(object.get(), u"operations", operations_);
-  AddNodes(object.get(), u"resources", resources_);
-  *out = object.detach();
-  return S_OK;
+  return NamedSchemaObject(name_, out, [this](IJSONObject *object) {
+    AddFlag(object, u"isCollection", isCollection_);
+    AddFlag(object, u"isDefaultCollection", isDefaultCollection_);
+    AddFlag(object, u"isStatic", isStatic_, true);
+    AddFlag(object, u"supportsETag", supportsETag_);
+    AddText(object, u"requiredCapability", requiredCapability_);
+    AddNodes(object, u"operations", operations_);
+    AddNodes(object, u"resources", resources_);
+  });
 }
 
 RESTOperation::RESTOperation(const WCHAR *name, RESTHandlerProc handler, const StringArray &parameters,
@@ -176,20 +195,12 @@ RESTOperation &RESTOperation::operator=(const RESTOperation &other) {
 }
 
 HRESULT RESTOperation::ToJSONObject(IJSONObject **out) const {
-  if (out == nullptr) return E_POINTER;
-  Held<IJSONObject> object;
-  HRESULT hr = internal::NewObject(object.put());
-  if (FAILED(hr)) {
-    *out = nullptr;
-    return hr;
-  }
-  object->AddString(u"name", name_);
-  AddTexts(object.get(), u"parameters", parameters_);
-  AddTexts(object.get(), u"supportedOutputFormats", outputFormats_);
-  if (!requiredCapability_.IsEmpty()) object->AddString(u"requiredCapability", requiredCapability_);
-  if (postOnly_) object->AddBoolean(u"postOnly", VARIANT_TRUE);
-  *out = object.detach();
-  return S_OK;
+  return NamedSchemaObject(name_, out, [this](IJSONObject *object) {
+    AddTexts(object, u"parameters", parameters_);
+    AddTexts(object, u"supportedOutputFormats", outputFormats_);
+    AddText(object, u"requiredCapability", requiredCapability_);
+    AddFlag(object, u"postOnly", postOnly_);
+  });
 }
 
 }  // namespace RESTSupport
