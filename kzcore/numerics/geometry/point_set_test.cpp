@@ -161,7 +161,9 @@ TEST(PointSet, NeighboursAndEmptyPoints) {
   EXPECT_EQ(p[2], (WKSPoint{2, 2}));
   EXPECT_EQ(p[3], (WKSPoint{3, 3}));
   EXPECT_EQ(p[4], (WKSPoint{1, 1}));
-  EXPECT_EQ(WKSPoint::MakeNeighborsUnique(-3, p), -3);
+  WKSPoint q[] = {{1, 1}, {2, 2}};
+  EXPECT_EQ(WKSPoint::MakeNeighborsUnique(2, q), 2);
+  EXPECT_EQ(WKSPoint::MakeNeighborsUnique(-3, q), -3);
   WKSPoint same[] = {{4, 4}, {4, 4}, {4, 4}, {4, 4}};
   WKSPoint *ptr[] = {&same[0], &same[1], &same[2], &same[3]};
   EXPECT_EQ(WKSPoint::MakeNeighborsUnique(4, ptr), 1);
@@ -474,7 +476,8 @@ TEST(PointSet, Densify) {
   EXPECT_EQ(out[3], (WKSPoint{3, 4}));
   for (int i = 1; i < 4; ++i) EXPECT_NEAR(out[i].Distance(out[i - 1]), 5.0 / 3, 1e-15);
   EXPECT_EQ(WKSPoint::Densify({0, 0}, {3, 4}, 5, out), 2);
-  EXPECT_EQ(WKSPoint::Densify({0, 0}, {3, 4}, -1, out), 2);  // no length: one step
+  EXPECT_EQ(WKSPoint::Densify({0, 0}, {3, 4}, 0, out), 2);  // no length: one step
+  EXPECT_EQ(WKSPoint::Densify({0, 0}, {3, 4}, -1, out), 2);
   EXPECT_EQ(WKSPoint::Densify({1, 2}, {1, 2}, 1, out), 1);
   EXPECT_EQ(out[0], (WKSPoint{1, 2}));
   EXPECT_EQ(WKSPoint::Densify({0, 0}, {kEmptyValue, 0}, 1, out), 1);
