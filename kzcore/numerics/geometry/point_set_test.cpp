@@ -185,7 +185,7 @@ TEST(PointSet, NeighboursAndEmptyPoints) {
 TEST(PointSet, ConvexityAndTriangleWidth) {
   WKSPoint cw[] = {{0, 0}, {0, 1}, {1, 1}, {1, 0}}, ccw[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
   WKSPoint flat[] = {{0, 0}, {0, 1}, {0, 2}, {1, 1}}, twins[] = {{1, 1}, {1, 1}};
-  EXPECT_TRUE(WKSPoint::IsConvex(4, cw) && WKSPoint::IsConvex(2, cw));
+  EXPECT_TRUE(WKSPoint::IsConvex(4, cw) && WKSPoint::IsConvex(1, cw) && WKSPoint::IsConvex(2, cw));
   EXPECT_FALSE(WKSPoint::IsConvex(4, ccw));
   EXPECT_FALSE(WKSPoint::IsConvex(4, flat));  // strictly clockwise only
   EXPECT_FALSE(WKSPoint::IsConvex(2, twins));
