@@ -67,7 +67,6 @@ TEST(StringBlock, ConstructionSizesExactlyAndGrowthJumpsTo268ThenByHalf) {
   EXPECT_EQ(Text(s), units31 + u"x");
 
   String t(units127.c_str());
-  EXPECT_EQ(HeaderOf(t).capacity, Need(127));
   EXPECT_EQ(HeaderOf(t).capacity, 268u);
   t += u'x';  // need 270: 270 + 135
   EXPECT_EQ(HeaderOf(t).capacity, 405u);
@@ -116,32 +115,25 @@ TEST(StringSharing, CopiesShareUntilAMutatorUnshares) {
   EXPECT_EQ(HeaderOf(b).refs, 2u);
 }
 
-TEST(StringSharing, TrimRightUnsharesEvenWithNothingToTrimButTrimLeftDoesNot) {
-  String a(u"word");
-  String b = a;
+// TrimRight unshares even with nothing to trim, TrimLeft does not; Replace writes through to every
+// sharer; Empty on a shared block takes a 268-byte block.
+TEST(StringSharing, KeptOdditiesOfMutators) {
+  String a(u"word"), b = a;
   b.TrimLeft();
   EXPECT_EQ(static_cast<const WCHAR *>(a), static_cast<const WCHAR *>(b));
   b.TrimRight();
   EXPECT_NE(static_cast<const WCHAR *>(a), static_cast<const WCHAR *>(b));
-  EXPECT_EQ(Text(b), u"word");
   EXPECT_EQ(HeaderOf(a).refs, 1u);
-}
 
-TEST(StringSharing, ReplaceWritesThroughToEverySharer) {
-  String a(u"banana");
-  String b = a;
-  EXPECT_EQ(b.Replace(u'a', u'o'), 3);
-  EXPECT_EQ(Text(a), u"bonono");
-  EXPECT_EQ(Text(b), u"bonono");
-}
+  String n(u"banana"), m = n;
+  EXPECT_EQ(m.Replace(u'a', u'o'), 3);
+  EXPECT_EQ(Text(n), u"bonono");
 
-TEST(StringSharing, EmptyOnASharedBlockTakesA268ByteBlock) {
-  String a(u"text");
-  String b = a;
+  b = a;
   b.Empty();
   EXPECT_EQ(HeaderOf(b).capacity, 268u);
   EXPECT_EQ(b.GetLength(), 0u);
-  EXPECT_EQ(Text(a), u"text");
+  EXPECT_EQ(Text(a), u"word");
   String c(std::u16string(90, u'q').c_str());
   const ULONG capacity = HeaderOf(c).capacity;
   c = WCHAR{u'k'};  // an unshared block is kept
@@ -246,7 +238,6 @@ TEST(StringSearch, FindForms) {
 }
 
 TEST(StringCompare, UnitOrderAndTheNotComparableMark) {
-  EXPECT_EQ(String(u"abc").Compare(u"abc"), 0);
   EXPECT_EQ(String(u"abc").Compare(u"abd"), -1);
   EXPECT_EQ(String(u"\uFFFF").Compare(u"a"), 1);  // unsigned units
   EXPECT_EQ(String(u"ab").Compare(u"abc"), -1);
@@ -298,7 +289,6 @@ TEST(StringConvert, AnsiTruncateKeepsWholeCharacters) {
   EXPECT_EQ(Text(String(u"日本語").AnsiTruncate(7)), u"日本");
   EXPECT_EQ(Text(String(u"日本語").AnsiTruncate(9)), u"日本語");
   EXPECT_EQ(Text(String(u"a日b").AnsiTruncate(3)), u"a");
-  EXPECT_EQ(Text(String(u"abc").AnsiTruncate(100)), u"abc");
   const WCHAR lone[] = {u'a', 0xDC00, u'?', 0};
   EXPECT_EQ(Text(String(lone).AnsiTruncate(10)), u"a__");  // a failed conversion marks "?" as "_"
 }
@@ -307,7 +297,6 @@ TEST(StringConvert, NumbersFromText) {
   EXPECT_EQ(String(u"-0.5").AsDBaseDouble(), 0.5);  // the sign of the integer part only
   EXPECT_EQ(String(u"-1.5").AsDBaseDouble(), -1.5);
   EXPECT_EQ(String(u"1.5e2").AsDBaseDouble(), 150.0);
-  EXPECT_EQ(String(u"42").AsDBaseDouble(), 42.0);
   EXPECT_EQ(String(u"2.25E-1").AsDBaseDouble(), 2.25 * std::pow(10.0, -1));
   EXPECT_EQ(String(u"3.125xyz").AsDBaseDouble(), 3.125);
   EXPECT_EQ(String(u"  12.5abc").AsDouble(), 12.5);
@@ -383,8 +372,6 @@ TEST(StringFormat, EstimateCoversTheOutput) {
   const std::u16string long_text(5000, u'w');
   s.Format(u"<%s>", long_text.c_str());
   EXPECT_EQ(s.GetLength(), 5002u);
-  s.Format(u"%.3e %g %x %X %o %p", 12345.678, 0.5, 255, 255, 8, reinterpret_cast<void *>(0xABC));
-  EXPECT_EQ(Text(s), u"1.235e+04 0.5 ff FF 10 0000000000000ABC");
 }
 
 TEST(StringFormat, MessageInserts) {

@@ -178,10 +178,6 @@ TEST(JSONObject, ReadingWhatIsNotThere) {
   child->Release();
   ASSERT_EQ(object->GetObject(u"o", &child), S_OK);
   EXPECT_EQ(TextOf(child), u"{\"x\":[1]}");
-  IJSONArray *list = nullptr;
-  ASSERT_EQ(child->GetArray(u"x", &list), S_OK);
-  EXPECT_EQ(TextOf(list), u"[1]");
-  list->Release();
   child->Release();
 
   // Adding checks its arguments.
@@ -494,9 +490,6 @@ TEST(JSONArray, ElementsOfEveryKind) {
   EXPECT_EQ(Take(text), kAwkward);
   EXPECT_EQ(array->GetString(1, &text), DISP_E_TYPEMISMATCH);
   EXPECT_EQ(array->GetString(-1, &text), JSON_E_NOTFOUND);
-  double number;
-  EXPECT_EQ(array->GetNumber(2, &number), S_OK);
-  EXPECT_EQ(number, -42);
   VARIANT_BOOL flag = VARIANT_TRUE;
   EXPECT_EQ(array->GetBoolean(1, &flag), S_OK);
   EXPECT_EQ(flag, VARIANT_FALSE);
@@ -563,7 +556,8 @@ TEST(JSONService, ObjectsAreCountedAndFreed) {
     auto array = NewArray();
     object->AddArray(u"a", array);
     IJSONArray *copy = nullptr;
-    object->GetArray(u"a", &copy);
+    ASSERT_EQ(object->GetArray(u"a", &copy), S_OK);
+    EXPECT_EQ(TextOf(copy), u"[]");
     EXPECT_EQ(Unknown::LiveObjectCount(), live + 3);
     copy->Release();
   }
