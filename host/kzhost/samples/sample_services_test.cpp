@@ -1,6 +1,6 @@
-#include <geos_c.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <support/geos_reference.h>
 
 #include <cmath>
 #include <random>
@@ -130,86 +130,30 @@ TEST_F(SampleServicesTest, EchoGivesBackTheValueAsJson) {
   EXPECT_EQ(r.body, "{\"text\":{\"a\":[1,\"\xC3\xA9\"]}}");
 }
 
-// GEOS gives the reference: the area of the polygon union of the boxes, the convex hull, and where
-// a point lies in a box or a polygon.
-class GeosReference {
- public:
-  GeosReference() : ctx_(GEOS_init_r()) {}
-  ~GeosReference() { GEOS_finish_r(ctx_); }
-  double UnionArea(const std::vector<std::array<double, 4>> &boxes) {
-    std::vector<GEOSGeometry *> polys;
-    for (const auto &b : boxes) polys.push_back(Box(b));
-    GEOSGeometry *collection = GEOSGeom_createCollection_r(ctx_, GEOS_GEOMETRYCOLLECTION, polys.data(),
-                                                           static_cast<unsigned>(polys.size()));
-    GEOSGeometry *merged = GEOSUnaryUnion_r(ctx_, collection);
-    double area = 0;
-    GEOSArea_r(ctx_, merged, &area);
-    GEOSGeom_destroy_r(ctx_, merged);
-    GEOSGeom_destroy_r(ctx_, collection);
-    return area;
-  }
-  // 1 interior, 0 boundary, -1 exterior.
-  int Locate(const std::array<double, 4> &b, double x, double y) {
-    GEOSGeometry *box = Box(b);
-    int where = Where(box, x, y);
-    GEOSGeom_destroy_r(ctx_, box);
-    return where;
-  }
-  // The hull's corners (the closing point left out) and its area.
-  std::vector<std::array<double, 2>> Hull(const std::vector<std::array<double, 2>> &points, double *area) {
-    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, static_cast<unsigned>(points.size()), 2);
-    for (unsigned i = 0; i < points.size(); ++i) GEOSCoordSeq_setXY_r(ctx_, seq, i, points[i][0], points[i][1]);
-    GEOSGeometry *multi = GEOSGeom_createLineString_r(ctx_, seq);
-    GEOSGeometry *hull = GEOSConvexHull_r(ctx_, multi);
-    GEOSArea_r(ctx_, hull, area);
-    std::vector<std::array<double, 2>> corners;
-    if (GEOSGeomTypeId_r(ctx_, hull) == GEOS_POLYGON) {
-      const GEOSCoordSequence *ring = GEOSGeom_getCoordSeq_r(ctx_, GEOSGetExteriorRing_r(ctx_, hull));
-      unsigned n = 0;
-      GEOSCoordSeq_getSize_r(ctx_, ring, &n);
-      for (unsigned i = 0; i + 1 < n; ++i) {
-        std::array<double, 2> c;
-        GEOSCoordSeq_getXY_r(ctx_, ring, i, &c[0], &c[1]);
-        corners.push_back(c);
-      }
-    }
-    GEOSGeom_destroy_r(ctx_, hull);
-    GEOSGeom_destroy_r(ctx_, multi);
-    return corners;
-  }
-  // 1 inside the polygon of the shell and holes, 0 on its boundary, -1 outside.
-  int Locate(const std::vector<std::vector<std::array<double, 2>>> &rings, double x, double y) {
-    std::vector<GEOSGeometry *> linear;
-    for (const auto &ring : rings) {
-      GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, static_cast<unsigned>(ring.size() + 1), 2);
-      for (unsigned i = 0; i <= ring.size(); ++i)
-        GEOSCoordSeq_setXY_r(ctx_, seq, i, ring[i % ring.size()][0], ring[i % ring.size()][1]);
-      linear.push_back(GEOSGeom_createLinearRing_r(ctx_, seq));
-    }
-    GEOSGeometry *polygon = GEOSGeom_createPolygon_r(ctx_, linear[0], linear.data() + 1,
-                                                     static_cast<unsigned>(linear.size() - 1));
-    int where = Where(polygon, x, y);
-    GEOSGeom_destroy_r(ctx_, polygon);
-    return where;
-  }
+// GEOS gives the reference: the area of the union of the boxes, the convex hull, and where a
+// point lies in a box or a polygon.
+using kztest::Geos;
 
- private:
-  int Where(GEOSGeometry *area, double x, double y) {
-    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 1, 2);
-    GEOSCoordSeq_setXY_r(ctx_, seq, 0, x, y);
-    GEOSGeometry *point = GEOSGeom_createPoint_r(ctx_, seq);
-    int where = GEOSContains_r(ctx_, area, point) == 1 ? 1 : GEOSIntersects_r(ctx_, area, point) == 1 ? 0 : -1;
-    GEOSGeom_destroy_r(ctx_, point);
-    return where;
-  }
-  GEOSGeometry *Box(const std::array<double, 4> &b) {
-    GEOSCoordSequence *seq = GEOSCoordSeq_create_r(ctx_, 5, 2);
-    const double xy[5][2] = {{b[0], b[1]}, {b[0], b[3]}, {b[2], b[3]}, {b[2], b[1]}, {b[0], b[1]}};
-    for (unsigned i = 0; i < 5; ++i) GEOSCoordSeq_setXY_r(ctx_, seq, i, xy[i][0], xy[i][1]);
-    return GEOSGeom_createPolygon_r(ctx_, GEOSGeom_createLinearRing_r(ctx_, seq), nullptr, 0);
-  }
-  GEOSContextHandle_t ctx_;
-};
+WKSPoint Wks(const std::array<double, 2> &p) { return WKSPoint{p[0], p[1]}; }
+WKSEnvelope Wks(const std::array<double, 4> &b) { return WKSEnvelope(b[0], b[1], b[2], b[3]); }
+
+// The hull's corners (the closing point left out) and its area; no corners when GEOS finds no
+// polygon (every point on one line).
+std::vector<std::array<double, 2>> GeosHull(const Geos &geos, const std::vector<std::array<double, 2>> &points,
+                                            double *area) {
+  std::vector<WKSPoint> input;
+  for (const auto &p : points) input.push_back(Wks(p));
+  GEOSGeometry *all = geos.Points(input);
+  GEOSGeometry *hull = GEOSConvexHull_r(geos.h(), all);
+  GEOSArea_r(geos.h(), hull, area);
+  std::vector<std::array<double, 2>> corners;
+  if (GEOSGeomTypeId_r(geos.h(), hull) == GEOS_POLYGON)
+    for (const WKSPoint &c : geos.Coordinates(hull)) corners.push_back({c.x, c.y});
+  if (!corners.empty()) corners.pop_back();
+  GEOSGeom_destroy_r(geos.h(), hull);
+  GEOSGeom_destroy_r(geos.h(), all);
+  return corners;
+}
 
 std::string EnvelopeJson(const std::array<double, 4> &b) {
   return "{\"xmin\":" + std::to_string(b[0]) + ",\"ymin\":" + std::to_string(b[1]) +
@@ -217,7 +161,7 @@ std::string EnvelopeJson(const std::array<double, 4> &b) {
 }
 
 TEST_F(SampleServicesTest, EnvelopeUnionAreaAgreesWithGeos) {
-  GeosReference geos;
+  Geos geos;
   std::mt19937 random(20240611);
   std::uniform_int_distribution<int> corner(0, 40), size(1, 15);
   for (int round = 0; round < 20; ++round) {
@@ -233,7 +177,9 @@ TEST_F(SampleServicesTest, EnvelopeUnionAreaAgreesWithGeos) {
     Response r = Call(geometry_, "", "envelopeUnionArea", input.c_str());
     ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("area")) << r.body;
     // Integer corners: both sides are exact.
-    EXPECT_EQ(r.json["area"].GetDouble(), geos.UnionArea(boxes)) << input;
+    std::vector<WKSEnvelope> reference;
+    for (const auto &b : boxes) reference.push_back(Wks(b));
+    EXPECT_EQ(r.json["area"].GetDouble(), geos.UnionArea(reference)) << input;
     EXPECT_EQ(r.json["dimension"].GetInt(), 2);
     double xmin = 1e9, xmax = -1e9;
     for (const auto &b : boxes) xmin = std::min(xmin, b[0]), xmax = std::max(xmax, b[2]);
@@ -279,18 +225,20 @@ void ExpectLocation(const Response &r, int where, double x, double y) {
 }
 
 TEST_F(SampleServicesTest, PointInEnvelopeAgreesWithGeos) {
-  GeosReference geos;
+  Geos geos;
   const std::array<double, 4> box = {1, 2, 4, 6};
   std::string envelope = EnvelopeJson(box);
+  GEOSGeometry *area = geos.Box(Wks(box));
   for (double x = 0; x <= 5; x += 0.5) {
     for (double y = 1; y <= 7; y += 0.5) {
       std::string input = "{\"point\":" + PointJson(x, y) + ",\"envelope\":" + envelope + "}";
       Response r = Call(geometry_, "", "pointInEnvelope", input.c_str());
-      int where = geos.Locate(box, x, y);
+      int where = geos.Locate(area, WKSPoint{x, y});
       ExpectLocation(r, where, x, y);
       EXPECT_EQ(r.json["properlyContains"].GetBool(), where == 1);
     }
   }
+  GEOSGeom_destroy_r(geos.h(), area);
   ExpectError(Call(geometry_, "", "pointInEnvelope", R"({"point":{"x":1},"envelope":{}})"), 400,
               "Invalid or missing input parameters.");
 }
@@ -305,7 +253,7 @@ std::string PointList(const std::vector<std::array<double, 2>> &points) {
 }
 
 TEST_F(SampleServicesTest, ConvexHullAgreesWithGeos) {
-  GeosReference geos;
+  Geos geos;
   std::mt19937 random(7);
   for (int round = 0; round < 40; ++round) {
     std::uniform_int_distribution<int> coordinate(-20, 20);
@@ -315,7 +263,7 @@ TEST_F(SampleServicesTest, ConvexHullAgreesWithGeos) {
     Response r = Call(geometry_, "", "convexHull", input.c_str());
     ASSERT_TRUE(r.json.IsObject() && r.json.HasMember("hull")) << r.body;
     double area = 0;
-    auto expected = geos.Hull(points, &area);
+    auto expected = GeosHull(geos, points, &area);
     if (expected.empty()) continue;  // every point on one line: GEOS gives no polygon
     std::vector<std::array<double, 2>> hull;
     for (const auto &c : r.json["hull"].GetArray()) hull.push_back({c[0].GetDouble(), c[1].GetDouble()});
@@ -368,17 +316,24 @@ TEST_F(SampleServicesTest, ConvexHullOfFewPointsAndBadInput) {
 }
 
 TEST_F(SampleServicesTest, PointInPolygonAgreesWithGeos) {
-  GeosReference geos;
+  Geos geos;
   // A square with a square hole, given open, and with a diagonal edge.
   const std::vector<std::vector<std::array<double, 2>>> rings = {{{0, 0}, {0, 8}, {8, 8}, {8, 2}},
                                                                   {{2, 3}, {5, 3}, {5, 6}, {2, 6}}};
   std::string rings_json = "[" + PointList(rings[0]) + "," + PointList(rings[1]) + "]";
+  std::vector<std::vector<WKSPoint>> closed(rings.size());
+  for (size_t i = 0; i < rings.size(); ++i) {
+    for (const auto &p : rings[i]) closed[i].push_back(Wks(p));
+    closed[i].push_back(closed[i].front());
+  }
+  GEOSGeometry *polygon = geos.Polygon(closed);
   for (double x = -1; x <= 9; x += 0.5) {
     for (double y = -1; y <= 9; y += 0.5) {
       std::string input = "{\"point\":" + PointJson(x, y) + ",\"rings\":" + rings_json + "}";
-      ExpectLocation(Call(geometry_, "", "pointInPolygon", input.c_str()), geos.Locate(rings, x, y), x, y);
+      ExpectLocation(Call(geometry_, "", "pointInPolygon", input.c_str()), geos.Locate(polygon, WKSPoint{x, y}), x, y);
     }
   }
+  GEOSGeom_destroy_r(geos.h(), polygon);
   for (const char *bad : {R"({"rings":[]})", R"({"point":{"x":1,"y":1}})", R"({"point":{"x":1,"y":1},"rings":[[1]]})",
                           R"({"point":{"x":1,"y":1},"rings":[[[0,0],[0,"1"]]]})"})
     ExpectError(Call(geometry_, "", "pointInPolygon", bad), 400, "Invalid or missing input parameters.");

@@ -1,5 +1,3 @@
-#include <geos_c.h>
-
 #include <cfloat>
 #include <cmath>
 #include <random>
@@ -8,30 +6,11 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <support/geos_reference.h>
 
 #include <kzcore/numerics/geometry/wks_envelope.h>
 
 namespace {
-
-// The area of the union by GEOS: the unary union of the rectangles.
-double GeosUnionArea(const std::vector<WKSEnvelope> &boxes) {
-  GEOSContextHandle_t h = GEOS_init_r();
-  std::vector<GEOSGeometry *> parts;
-  for (const WKSEnvelope &b : boxes)
-    if (!b.IsEmpty() && b.Area() > 0)
-      parts.push_back(GEOSGeom_createRectangle_r(h, b.xmin, b.ymin, b.xmax, b.ymax));
-  double area = 0;
-  if (!parts.empty()) {
-    GEOSGeometry *all = GEOSGeom_createCollection_r(h, GEOS_GEOMETRYCOLLECTION, parts.data(),
-                                                    static_cast<unsigned>(parts.size()));
-    GEOSGeometry *u = GEOSUnaryUnion_r(h, all);
-    GEOSArea_r(h, u, &area);
-    GEOSGeom_destroy_r(h, u);
-    GEOSGeom_destroy_r(h, all);
-  }
-  GEOS_finish_r(h);
-  return area;
-}
 
 TEST(AreaIncreaseRatio, AreaLengthAndDegenerateModes) {
   WKSEnvelope a(0.0, 0.0, 1.0, 1.0), b(2.0, 0.0, 3.0, 1.0);
@@ -111,7 +90,7 @@ TEST(AreaOfUnion, MatchesGeosOnRandomSets) {
         if (unit(gen) < 0.05) b.SetEmpty();
         boxes.push_back(b);
       }
-      double ref = GeosUnionArea(boxes);
+      double ref = kztest::Geos().UnionArea(boxes);
       double area = WKSEnvelope::AreaOfUnion(boxes.data(), n, nullptr);
       if (ref == 0) {
         EXPECT_EQ(area, 0.0);

@@ -1,5 +1,3 @@
-#include <geos_c.h>
-
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <support/geos_reference.h>
 
 #include <kzcore/numerics/geometry/wks_point.h>
 
@@ -18,54 +17,7 @@ namespace {
 
 using Ring = std::vector<WKSPoint>;
 
-class Geos {
- public:
-  Geos() : h_(GEOS_init_r()) {}
-  ~Geos() { GEOS_finish_r(h_); }
-  GEOSContextHandle_t operator*() const { return h_; }
-
-  GEOSCoordSequence *Sequence(const WKSPoint *p, size_t n) const {
-    GEOSCoordSequence *s = GEOSCoordSeq_create_r(h_, static_cast<unsigned>(n), 2);
-    for (size_t i = 0; i < n; ++i) GEOSCoordSeq_setXY_r(h_, s, static_cast<unsigned>(i), p[i].x, p[i].y);
-    return s;
-  }
-  GEOSGeometry *Points(const std::vector<WKSPoint> &p) const {
-    std::vector<GEOSGeometry *> g;
-    for (const WKSPoint &q : p) g.push_back(GEOSGeom_createPointFromXY_r(h_, q.x, q.y));
-    return GEOSGeom_createCollection_r(h_, GEOS_MULTIPOINT, g.data(), static_cast<unsigned>(g.size()));
-  }
-  GEOSGeometry *Line(const Ring &p) const { return GEOSGeom_createLineString_r(h_, Sequence(p.data(), p.size())); }
-  GEOSGeometry *Lines(const std::vector<Ring> &parts) const {
-    std::vector<GEOSGeometry *> g;
-    for (const Ring &r : parts) g.push_back(Line(r));
-    return GEOSGeom_createCollection_r(h_, GEOS_MULTILINESTRING, g.data(), static_cast<unsigned>(g.size()));
-  }
-  GEOSGeometry *Polygon(const std::vector<Ring> &rings) const {
-    GEOSGeometry *shell = GEOSGeom_createLinearRing_r(h_, Sequence(rings[0].data(), rings[0].size()));
-    std::vector<GEOSGeometry *> holes;
-    for (size_t i = 1; i < rings.size(); ++i)
-      holes.push_back(GEOSGeom_createLinearRing_r(h_, Sequence(rings[i].data(), rings[i].size())));
-    return GEOSGeom_createPolygon_r(h_, shell, holes.data(), static_cast<unsigned>(holes.size()));
-  }
-  std::vector<WKSPoint> Coordinates(const GEOSGeometry *g) const {
-    const GEOSGeometry *ring = GEOSGeomTypeId_r(h_, g) == GEOS_POLYGON ? GEOSGetExteriorRing_r(h_, g) : g;
-    const GEOSCoordSequence *s = GEOSGeom_getCoordSeq_r(h_, ring);
-    unsigned n = 0;
-    GEOSCoordSeq_getSize_r(h_, s, &n);
-    std::vector<WKSPoint> out(n);
-    for (unsigned i = 0; i < n; ++i) GEOSCoordSeq_getXY_r(h_, s, i, &out[i].x, &out[i].y);
-    return out;
-  }
-  WKSPoint Xy(const GEOSGeometry *point) const {
-    WKSPoint p;
-    GEOSGeomGetX_r(h_, point, &p.x);
-    GEOSGeomGetY_r(h_, point, &p.y);
-    return p;
-  }
-
- private:
-  GEOSContextHandle_t h_;
-};
+using kztest::Geos;
 
 // A star-shaped ring about c: radii between rmin and rmax at n increasing angles, clockwise or
 // not, closed by repeating its first point.
@@ -201,11 +153,11 @@ void ExpectHullLikeGeos(const Geos &geos, const std::vector<WKSPoint> &input, do
   std::vector<LONG> indices(input.size());
   LONG n = WKSPoint::ConstructHullGraham(static_cast<LONG>(work.size()), work.data(), indices.data());
   GEOSGeometry *points = geos.Points(input);
-  GEOSGeometry *hull = GEOSConvexHull_r(*geos, points);
+  GEOSGeometry *hull = GEOSConvexHull_r(geos.h(), points);
   std::vector<WKSPoint> ref = geos.Coordinates(hull);
   if (ref.size() > 1 && ref.front() == ref.back()) ref.pop_back();
-  GEOSGeom_destroy_r(*geos, hull);
-  GEOSGeom_destroy_r(*geos, points);
+  GEOSGeom_destroy_r(geos.h(), hull);
+  GEOSGeom_destroy_r(geos.h(), points);
   ASSERT_EQ(static_cast<size_t>(n), ref.size()) << input.size();
   auto near = [tolerance](WKSPoint a, WKSPoint b) {
     return std::fabs(a.x - b.x) <= tolerance * (1 + std::fabs(b.x)) &&
@@ -389,10 +341,10 @@ TEST(PointSet, DouglasPoikerMatchesGeosAndKeepsWithinTolerance) {
           EXPECT_LT(SegmentDistance(line[j], line[keptAt[k]], line[keptAt[k + 1]]), tolerance);
       // GEOS's simplifier keeps the same vertices.
       GEOSGeometry *g = geos.Line(line);
-      GEOSGeometry *simple = GEOSSimplify_r(*geos, g, tolerance);
+      GEOSGeometry *simple = GEOSSimplify_r(geos.h(), g, tolerance);
       std::vector<WKSPoint> ref = geos.Coordinates(simple);
-      GEOSGeom_destroy_r(*geos, simple);
-      GEOSGeom_destroy_r(*geos, g);
+      GEOSGeom_destroy_r(geos.h(), simple);
+      GEOSGeom_destroy_r(geos.h(), g);
       ASSERT_EQ(ref.size(), keptAt.size());
       for (size_t k = 0; k < ref.size(); ++k) EXPECT_EQ(ref[k], line[keptAt[k]]);
       // Compacted, the kept points come first.
@@ -491,13 +443,13 @@ TEST(PointSet, AreaCentroidMatchesGeosOnPolygonsWithHoles) {
     WKSPoint centre = rep % 2 ? WKSPoint{3e6, -4e6} : WKSPoint{0, 0};
     std::vector<Ring> rings = RandomPolygon(gen, centre, 8 + rep);
     GEOSGeometry *poly = geos.Polygon(rings);
-    ASSERT_TRUE(GEOSisValid_r(*geos, poly));
+    ASSERT_TRUE(GEOSisValid_r(geos.h(), poly));
     double refArea;
-    GEOSArea_r(*geos, poly, &refArea);
-    GEOSGeometry *c = GEOSGetCentroid_r(*geos, poly);
+    GEOSArea_r(geos.h(), poly, &refArea);
+    GEOSGeometry *c = GEOSGetCentroid_r(geos.h(), poly);
     WKSPoint refCentroid = geos.Xy(c);
-    GEOSGeom_destroy_r(*geos, c);
-    GEOSGeom_destroy_r(*geos, poly);
+    GEOSGeom_destroy_r(geos.h(), c);
+    GEOSGeom_destroy_r(geos.h(), poly);
     std::vector<LONG> counts = Counts(rings);
     Ring all = Flatten(rings);
     WKSPoint centroid;
@@ -510,8 +462,8 @@ TEST(PointSet, AreaCentroidMatchesGeosOnPolygonsWithHoles) {
     double shell = WKSPoint::AreaCentroid(counts[0], all.data(), nullptr);
     GEOSGeometry *sp = geos.Polygon({rings[0]});
     double refShell;
-    GEOSArea_r(*geos, sp, &refShell);
-    GEOSGeom_destroy_r(*geos, sp);
+    GEOSArea_r(geos.h(), sp, &refShell);
+    GEOSGeom_destroy_r(geos.h(), sp);
     EXPECT_NEAR(shell, refShell, 1e-9 * refShell);
   }
   WKSPoint c;
@@ -529,23 +481,23 @@ TEST(PointSet, InsidePolygonMatchesGeosOffTheBoundary) {
     std::vector<LONG> counts = Counts(rings);
     Ring all = Flatten(rings);
     GEOSGeometry *poly = geos.Polygon(rings);
-    const GEOSPreparedGeometry *prepared = GEOSPrepare_r(*geos, poly);
-    GEOSGeometry *edges = GEOSBoundary_r(*geos, poly);
+    const GEOSPreparedGeometry *prepared = GEOSPrepare_r(geos.h(), poly);
+    GEOSGeometry *edges = GEOSBoundary_r(geos.h(), poly);
     for (int i = 0; i < 500; ++i) {
       WKSPoint q{u(gen), u(gen)};
-      GEOSGeometry *pt = GEOSGeom_createPointFromXY_r(*geos, q.x, q.y);
+      GEOSGeometry *pt = GEOSGeom_createPointFromXY_r(geos.h(), q.x, q.y);
       double toEdge;
-      GEOSDistance_r(*geos, pt, edges, &toEdge);
-      bool ref = GEOSPreparedContains_r(*geos, prepared, pt) == 1;
-      GEOSGeom_destroy_r(*geos, pt);
+      GEOSDistance_r(geos.h(), pt, edges, &toEdge);
+      bool ref = GEOSPreparedContains_r(geos.h(), prepared, pt) == 1;
+      GEOSGeom_destroy_r(geos.h(), pt);
       if (toEdge < 1e-9) continue;
       bool boundary = true;
       EXPECT_EQ(q.InsidePolygon(static_cast<LONG>(counts.size()), counts.data(), all.data(), &boundary), ref);
       EXPECT_FALSE(boundary);
     }
-    GEOSGeom_destroy_r(*geos, edges);
-    GEOSPreparedGeom_destroy_r(*geos, prepared);
-    GEOSGeom_destroy_r(*geos, poly);
+    GEOSGeom_destroy_r(geos.h(), edges);
+    GEOSPreparedGeom_destroy_r(geos.h(), prepared);
+    GEOSGeom_destroy_r(geos.h(), poly);
   }
 }
 
@@ -574,18 +526,18 @@ TEST(PointSet, LinesMatchGeos) {
     Ring all = Flatten(parts);
     GEOSGeometry *lines = geos.Lines(parts);
     double refLength;
-    GEOSLength_r(*geos, lines, &refLength);
+    GEOSLength_r(geos.h(), lines, &refLength);
     EXPECT_NEAR(WKSPoint::Length(static_cast<LONG>(counts.size()), counts.data(), all.data()), refLength, 1e-12 * refLength);
     // Line centroid of the first part.
     double length;
     WKSPoint c = WKSPoint::LineCentroid(counts[0], all.data(), &length);
     GEOSGeometry *first = geos.Line(parts[0]);
-    GEOSGeometry *rc = GEOSGetCentroid_r(*geos, first);
+    GEOSGeometry *rc = GEOSGetCentroid_r(geos.h(), first);
     WKSPoint ref = geos.Xy(rc);
     EXPECT_NEAR(c.x, ref.x, 1e-9);
     EXPECT_NEAR(c.y, ref.y, 1e-9);
-    GEOSGeom_destroy_r(*geos, rc);
-    GEOSGeom_destroy_r(*geos, first);
+    GEOSGeom_destroy_r(geos.h(), rc);
+    GEOSGeom_destroy_r(geos.h(), first);
     // The nearest point on the whole polyline.
     for (int i = 0; i < 20; ++i) {
       WKSPoint q{u(gen), u(gen)};
@@ -593,16 +545,16 @@ TEST(PointSet, LinesMatchGeos) {
       bool right;
       WKSPoint near = q.QueryPointAndDistance(0, static_cast<LONG>(counts.size()), counts.data(), all.data(), false,
                                               &along, &right, &total);
-      GEOSGeometry *pt = GEOSGeom_createPointFromXY_r(*geos, q.x, q.y);
-      GEOSCoordSequence *pair = GEOSNearestPoints_r(*geos, lines, pt);
+      GEOSGeometry *pt = GEOSGeom_createPointFromXY_r(geos.h(), q.x, q.y);
+      GEOSCoordSequence *pair = GEOSNearestPoints_r(geos.h(), lines, pt);
       WKSPoint refNear;
-      GEOSCoordSeq_getXY_r(*geos, pair, 0, &refNear.x, &refNear.y);
+      GEOSCoordSeq_getXY_r(geos.h(), pair, 0, &refNear.x, &refNear.y);
       EXPECT_NEAR(q.Distance(near), q.Distance(refNear), 1e-9);
       EXPECT_NEAR(total, refLength, 1e-12 * refLength);
-      GEOSCoordSeq_destroy_r(*geos, pair);
-      GEOSGeom_destroy_r(*geos, pt);
+      GEOSCoordSeq_destroy_r(geos.h(), pair);
+      GEOSGeom_destroy_r(geos.h(), pt);
     }
-    GEOSGeom_destroy_r(*geos, lines);
+    GEOSGeom_destroy_r(geos.h(), lines);
   }
   WKSPoint still[] = {{2, 2}, {2, 2}};
   double length = 5;

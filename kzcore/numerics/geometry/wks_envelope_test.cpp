@@ -1,7 +1,5 @@
 #include <kzcore/numerics/geometry/wks_envelope.h>
 
-#include <geos_c.h>
-
 #include <cfloat>
 #include <cmath>
 #include <numbers>
@@ -9,34 +7,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <support/geos_reference.h>
 
 namespace {
 
 // GEOS as the reference for segment tests, clipping and distances.
-class Geos {
- public:
-  Geos() : h_(GEOS_init_r()) {}
-  ~Geos() { GEOS_finish_r(h_); }
-  GEOSContextHandle_t h() const { return h_; }
-  GEOSGeometry *Box(const WKSEnvelope &b) const {
-    return GEOSGeom_createRectangle_r(h_, b.xmin, b.ymin, b.xmax, b.ymax);
-  }
-  GEOSGeometry *Segment(const WKSPoint &a, const WKSPoint &b) const {
-    GEOSCoordSequence *s = GEOSCoordSeq_create_r(h_, 2, 2);
-    GEOSCoordSeq_setXY_r(h_, s, 0, a.x, a.y);
-    GEOSCoordSeq_setXY_r(h_, s, 1, b.x, b.y);
-    return GEOSGeom_createLineString_r(h_, s);
-  }
-  GEOSGeometry *Point(const WKSPoint &p) const { return GEOSGeom_createPointFromXY_r(h_, p.x, p.y); }
-  double Distance(GEOSGeometry *a, GEOSGeometry *b) const {
-    double d = -1;
-    GEOSDistance_r(h_, a, b, &d);
-    return d;
-  }
-
- private:
-  GEOSContextHandle_t h_;
-};
+using kztest::Geos;
 
 void ExpectBox(const WKSEnvelope &b, double x1, double y1, double x2, double y2) {
   EXPECT_TRUE(b.xmin == x1 && b.ymin == y1 && b.xmax == x2 && b.ymax == y2)
