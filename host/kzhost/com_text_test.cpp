@@ -73,5 +73,24 @@ TEST(JsonTextTest, ParsingIsBoundedInDepthAndLeavesNullOnFailure) {
   EXPECT_STREQ(doc.GetString(), "a\"\\\n\x1F\xC3\xA9");
 }
 
+// The one-pass member reader answers what a parsed tree answers, on texts that test each rule.
+TEST(JsonTextTest, MemberStringAgreesWithTheParsedTree) {
+  for (const char *text :
+       {R"({"Content-Type":"text/plain"})", R"(  {"a":1, "Content-Type" : "x/y" } )",
+        R"({"a":{"Content-Type":"inner"},"Content-Type":"outer"})", R"({"a":["Content-Type","b"]})",
+        R"({"Content-Type":"first","Content-Type":"second"})", R"({"Content-Type":7})", R"({"Content-Type":null})",
+        R"({"content-type":"lower"})", R"(["Content-Type","x"])", R"("Content-Type")", R"({"Content-Type":"x"} 1)",
+        R"({"Content-Type":"x")", "", "{}", "{\"Content-Type\":\"\xFF\"}"}) {
+    rapidjson::Document doc;
+    std::optional<std::string> expected;
+    if (ParseJson(text, doc) && doc.IsObject()) {
+      auto it = doc.FindMember("Content-Type");
+      if (it != doc.MemberEnd() && it->value.IsString())
+        expected = std::string(it->value.GetString(), it->value.GetStringLength());
+    }
+    EXPECT_EQ(MemberString(text, "Content-Type"), expected) << text;
+  }
+}
+
 }  // namespace
 }  // namespace kzhost

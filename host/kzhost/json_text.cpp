@@ -1,5 +1,7 @@
 #include "json_text.h"
 
+#include <utility>
+
 #include <rapidjson/encodedstream.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
@@ -40,6 +42,58 @@ bool ValidJson(std::string_view text, int max_depth) {
   rapidjson::Reader reader;
   DepthGuard guard(max_depth);
   return !reader.Parse<kReadFlags>(input, guard).IsError();
+}
+
+// Picks the string value of one member of the top-level object; refuses any other top level.
+class MemberPicker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MemberPicker> {
+ public:
+  explicit MemberPicker(std::string_view key) : key_(key) {}
+  bool Default() {
+    wanted_ = false;
+    return depth_ > 0;
+  }
+  bool String(const char *s, rapidjson::SizeType n, bool) {
+    if (wanted_ && depth_ == 1 && !found_) found_ = std::string(s, n);
+    return Default();
+  }
+  bool Key(const char *s, rapidjson::SizeType n, bool) {
+    wanted_ = depth_ == 1 && std::string_view(s, n) == key_;
+    return true;
+  }
+  bool StartObject() {
+    if (depth_ == 0 && std::exchange(seen_top_, true)) return false;
+    wanted_ = false;
+    return ++depth_ <= kMaxJsonDepth;
+  }
+  bool EndObject(rapidjson::SizeType) {
+    --depth_;
+    return true;
+  }
+  bool StartArray() {
+    wanted_ = false;
+    return depth_ > 0 && ++depth_ <= kMaxJsonDepth;
+  }
+  bool EndArray(rapidjson::SizeType) {
+    --depth_;
+    return true;
+  }
+  std::optional<std::string> &found() { return found_; }
+
+ private:
+  std::string_view key_;
+  int depth_ = 0;
+  bool wanted_ = false;
+  bool seen_top_ = false;
+  std::optional<std::string> found_;
+};
+
+std::optional<std::string> MemberString(std::string_view text, std::string_view key) {
+  rapidjson::MemoryStream bytes(text.data(), text.size());
+  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
+  rapidjson::Reader reader;
+  MemberPicker picker(key);
+  if (reader.Parse<kReadFlags>(input, picker).IsError()) return std::nullopt;
+  return std::move(picker.found());
 }
 
 // One pass: the reader feeds the document through the depth guard.

@@ -8,6 +8,7 @@
 //   if (!ValidJson(value, kMaxJsonDepth)) ...
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,10 @@ bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth = 
 
 // Appends `text` (UTF-8) as a quoted JSON string, escaping quotes, backslashes and controls.
 void AppendJsonString(std::string &out, std::string_view text);
+
+// The string value of the member `key` of the JSON object `text` (the first such member); nothing
+// when the text is not a valid object or the member is absent or not a string. One pass, no tree.
+std::optional<std::string> MemberString(std::string_view text, std::string_view key);
 
 // The text of a JSON value written compactly.
 std::string WriteJson(const rapidjson::Value &value);

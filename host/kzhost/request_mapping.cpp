@@ -46,7 +46,8 @@ bool ValidUtf8(std::string_view s) {
   const auto *end = p + s.size();
   for (int n; p < end; p += n) {
     unsigned cp;
-    if ((n = DecodeUtf8(p, end, &cp)) == 0) return false;
+    if (*p < 0x80) n = 1;  // nearly every byte of a request
+    else if ((n = DecodeUtf8(p, end, &cp)) == 0) return false;
   }
   return true;
 }
@@ -256,6 +257,14 @@ bool PercentDecode(std::string_view text, bool plus_is_space, std::string &out) 
   out.clear();
   out.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
+    // The runs between escapes go over whole.
+    size_t run = i;
+    while (run < text.size() && text[run] != '%' && text[run] != '\0' && (text[run] != '+' || !plus_is_space)) ++run;
+    if (run != i) {
+      out.append(text.substr(i, run - i));
+      if (run == text.size()) break;
+      i = run;
+    }
     char c = text[i];
     if (c == '%') {
       if (i + 2 >= text.size()) return false;

@@ -1,5 +1,6 @@
 #include "service_host.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include <kzcore/pal/module.h>
@@ -87,28 +88,18 @@ Reply ErrorReply(RestError error, std::string_view detail) {
 class ServiceHost::Lease {
  public:
   explicit Lease(Service &service) : service_(service) {
-    std::unique_lock<std::mutex> hold(service.lock);
-    service.returned.wait(hold, [&] { return !service.idle.empty() || service.instances < service.max_instances; });
-    if (!service.idle.empty()) {
-      object_ = service.idle.back();
-      service.idle.pop_back();
-      return;
-    }
-    ++service.instances;
-    hold.unlock();
+    for (auto &place : service.idle)
+      if ((object_ = place.exchange(nullptr, std::memory_order_acquire)) != nullptr) return;
     HRESULT hr;
     object_ = MakeInstance(service.config, &hr);
-    if (object_ == nullptr) {
-      hold.lock();
-      --service.instances;
-      service.returned.notify_one();
-    }
   }
   ~Lease() {
     if (object_ == nullptr) return;
-    std::lock_guard<std::mutex> hold(service_.lock);
-    service_.idle.push_back(object_);
-    service_.returned.notify_one();
+    for (auto &place : service_.idle) {
+      IRESTRequestHandler *empty = nullptr;
+      if (place.compare_exchange_strong(empty, object_, std::memory_order_release)) return;
+    }
+    object_->Release();
   }
   IRESTRequestHandler *get() const { return object_; }
 
@@ -119,7 +110,8 @@ class ServiceHost::Lease {
 
 ServiceHost::~ServiceHost() {
   for (auto &s : services_)
-    for (IRESTRequestHandler *object : s->idle) object->Release();
+    for (auto &place : s->idle)
+      if (IRESTRequestHandler *object = place.exchange(nullptr)) object->Release();
 }
 
 void ServiceHost::Start(const Configuration &config, std::ostream &log) {
@@ -127,7 +119,7 @@ void ServiceHost::Start(const Configuration &config, std::ostream &log) {
   for (const ServiceConfig &c : config.services) {
     auto service = std::make_unique<Service>();
     service->config = c;
-    service->max_instances = config.workers;
+    service->idle = std::vector<std::atomic<IRESTRequestHandler *>>(std::max(1u, config.workers));
     std::optional<SchemaNode> schema;
     if (c.module.empty() || LoadModule(c, log)) {
       HRESULT hr;
@@ -144,8 +136,7 @@ void ServiceHost::Start(const Configuration &config, std::ostream &log) {
         }
         if (!schema) log << "kzhost: service " << c.name << ": its schema cannot be read; paths go to it unsplit\n";
         service->available = true;
-        service->instances = 1;
-        service->idle.push_back(object);
+        service->idle[0] = object;
       }
     }
     if (services_.size() > 0) service_list_.push_back(',');
@@ -200,14 +191,8 @@ Reply ServiceHost::Call(const Route &route) {
   Reply reply;
   reply.content_type = route.format == "json" ? "application/json" : "application/octet-stream";
   if (auto text = ToUtf8(response_properties.get()); text && !text->empty()) {
-    rapidjson::Document props;
-    if (ParseJson(*text, props) && props.IsObject()) {
-      auto type = props.FindMember("Content-Type");
-      if (type != props.MemberEnd() && type->value.IsString()) {
-        std::string_view value(type->value.GetString(), type->value.GetStringLength());
-        if (SafeHeaderValue(value)) reply.content_type.assign(value);
-      }
-    }
+    auto type = MemberString(*text, "Content-Type");
+    if (type && SafeHeaderValue(*type)) reply.content_type = std::move(*type);
   }
   if (response_data.get() != nullptr) {
     const void *data;

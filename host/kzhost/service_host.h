@@ -1,16 +1,15 @@
 // The services of one host: each made from its class identifier through KzCreateInstance, asked
 // for its schema once at start, and called for each request on an instance of its own. A server
 // object keeps per-request state, so an instance serves one request at a time; a service keeps up
-// to one instance per worker thread and lends them out.
+// to one idle instance per worker thread and lends them out.
 //
 //   ServiceHost services;
 //   services.Start(config, std::cerr);
 //   Reply reply = services.Call(route);     // route from MapRequest, kind kService
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -62,11 +61,11 @@ class ServiceHost {
     ServiceConfig config;
     bool available = false;
     std::string schema_text;
-    unsigned max_instances = 1;
-    std::mutex lock;
-    std::condition_variable returned;
-    std::vector<IRESTRequestHandler *> idle;
-    unsigned instances = 0;
+    // The idle instances, one place per worker thread. A request takes the first it finds (or
+    // makes a new instance when every place is empty) and gives it back to an empty place (or
+    // releases it when there is none), without a lock: requests on different threads never wait
+    // for each other here.
+    std::vector<std::atomic<IRESTRequestHandler *>> idle;
   };
   class Lease;
 

@@ -28,9 +28,11 @@ class ClassFactory final : public IClassFactory {
     AddRef();
     return S_OK;
   }
-  // A static object: its count tells only whether it is in use, and reaching 0 deletes nothing.
-  ULONG AddRef() override { return InterlockedIncrement(&refs_); }
-  ULONG Release() override { return InterlockedDecrement(&refs_); }
+  // A static object lives as long as its module and is never deleted, so it keeps no count: the
+  // registry and every thread making objects AddRef and Release it, and a shared count would be
+  // written from all of them at once for nothing.
+  ULONG AddRef() override { return 2; }
+  ULONG Release() override { return 1; }
 
   HRESULT CreateInstance(IUnknown *outer, REFIID riid, void **ppv) override {
     if (ppv == nullptr) return E_POINTER;
@@ -43,7 +45,4 @@ class ClassFactory final : public IClassFactory {
     return hr;
   }
   HRESULT LockServer(BOOL) override { return S_OK; }
-
- private:
-  LONG volatile refs_ = 0;
 };

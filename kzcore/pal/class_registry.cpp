@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,7 +50,9 @@ struct LoadedModule {
 };
 
 struct Registry {
-  std::mutex lock;
+  // Shared by the lookups of multiple-use classes, which are nearly all that a running process
+  // does (every object made by class identifier passes here); everything else takes it alone.
+  std::shared_mutex lock;
   std::vector<Registration> entries;
   DWORD last_cookie = 0;
   std::vector<std::pair<CLSID, std::u16string>> prog_ids;  // registered in process, latest last
@@ -267,7 +270,7 @@ HRESULT ModuleEntry(const std::string &module, const std::string &file, unsigned
                     KzDllGetClassObjectProc &entry) {
   Registry &registry = TheRegistry();
   {
-    std::lock_guard<std::mutex> hold(registry.lock);
+    std::lock_guard<std::shared_mutex> hold(registry.lock);
     for (const LoadedModule &loaded : registry.modules) {
       if (loaded.path != module) continue;
       entry = loaded.entry;
@@ -277,12 +280,12 @@ HRESULT ModuleEntry(const std::string &module, const std::string &file, unsigned
   void *handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     const char *error = dlerror();
-    std::lock_guard<std::mutex> hold(registry.lock);
+    std::lock_guard<std::shared_mutex> hold(registry.lock);
     AddIssue(registry, file, line, std::string("the module cannot be loaded: ") + (error != nullptr ? error : module));
     return CO_E_DLLNOTFOUND;
   }
   entry = reinterpret_cast<KzDllGetClassObjectProc>(dlsym(handle, "DllGetClassObject"));
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   if (entry == nullptr) {
     dlclose(handle);
     AddIssue(registry, file, line, "the module " + module + " has no DllGetClassObject");
@@ -303,7 +306,17 @@ HRESULT FindClassObject(REFCLSID clsid, DWORD context, REFIID riid, void **ppv) 
   std::string module, file;
   unsigned line = 0;
   {
-    std::lock_guard<std::mutex> hold(registry.lock);
+    std::shared_lock<std::shared_mutex> reading(registry.lock);
+    for (auto it = registry.entries.rbegin(); it != registry.entries.rend(); ++it) {
+      if (it->clsid != clsid || (it->context & context) == 0 || it->used) continue;
+      if (it->flags == REGCLS_SINGLEUSE) break;  // marked used below, under the lock alone
+      it->factory->AddRef();
+      factory = it->factory;
+      break;
+    }
+  }
+  if (factory == nullptr) {
+    std::lock_guard<std::shared_mutex> hold(registry.lock);
     for (auto it = registry.entries.rbegin(); it != registry.entries.rend(); ++it) {
       if (it->clsid != clsid || (it->context & context) == 0 || it->used) continue;
       if (it->flags == REGCLS_SINGLEUSE) it->used = true;
@@ -371,7 +384,7 @@ bool IsValidProgID(std::u16string_view prog_id) {
 
 bool ProgIDOfClass(REFCLSID clsid, std::u16string &prog_id) {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   for (auto it = registry.prog_ids.rbegin(); it != registry.prog_ids.rend(); ++it) {
     if (it->first != clsid) continue;
     prog_id = it->second;
@@ -386,7 +399,7 @@ bool ProgIDOfClass(REFCLSID clsid, std::u16string &prog_id) {
 
 bool ClassOfProgID(std::u16string_view prog_id, CLSID &clsid) {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   for (auto it = registry.prog_ids.rbegin(); it != registry.prog_ids.rend(); ++it) {
     if (!SameProgID(it->second, prog_id)) continue;
     clsid = it->first;
@@ -408,7 +421,7 @@ HRESULT CoRegisterClassObject(REFCLSID clsid, IUnknown *factory, DWORD context, 
   if (factory == nullptr || cookie == nullptr) return E_INVALIDARG;
   Registry &registry = TheRegistry();
   factory->AddRef();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   // Cookies are never reused, so a stale cookie cannot revoke a later registration.
   DWORD next = ++registry.last_cookie;
   registry.entries.push_back({next, clsid, factory, context, flags, false});
@@ -420,7 +433,7 @@ HRESULT CoRevokeClassObject(DWORD cookie) {
   IUnknown *factory = nullptr;
   {
     Registry &registry = TheRegistry();
-    std::lock_guard<std::mutex> hold(registry.lock);
+    std::lock_guard<std::shared_mutex> hold(registry.lock);
     for (auto it = registry.entries.begin(); it != registry.entries.end(); ++it) {
       if (it->cookie != cookie) continue;
       factory = it->factory;
@@ -457,7 +470,7 @@ HRESULT OleRun(IUnknown *object) { return object == nullptr ? E_INVALIDARG : S_O
 HRESULT KzRegisterProgID(REFCLSID clsid, LPCOLESTR prog_id) {
   if (prog_id == nullptr || !kz::pal::internal::IsValidProgID(prog_id)) return E_INVALIDARG;
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   std::erase_if(registry.prog_ids, [&](const auto &entry) { return entry.first == clsid; });
   registry.prog_ids.emplace_back(clsid, prog_id);
   return S_OK;
@@ -465,7 +478,7 @@ HRESULT KzRegisterProgID(REFCLSID clsid, LPCOLESTR prog_id) {
 
 HRESULT KzRegisterClassCategory(REFCLSID clsid, REFGUID category) {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   if (IsMemberLocked(registry, clsid, category)) return S_FALSE;
   registry.memberships.emplace_back(clsid, category);
   ++registry.version;
@@ -474,7 +487,7 @@ HRESULT KzRegisterClassCategory(REFCLSID clsid, REFGUID category) {
 
 bool KzIsClassOfCategory(REFCLSID clsid, REFGUID category) {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   return IsMemberLocked(registry, clsid, category);
 }
 
@@ -486,7 +499,7 @@ std::vector<CLSID> KzClassesOfCategory(REFGUID category) {
     members.push_back(clsid);
   };
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   EnsureConfiguration(registry);
   for (const ConfiguredClass &entry : registry.configured)
     for (const GUID &member_of : entry.categories)
@@ -498,19 +511,19 @@ std::vector<CLSID> KzClassesOfCategory(REFGUID category) {
 
 ULONG KzClassRegistryVersion() {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   return registry.version;
 }
 
 void KzReloadClassConfiguration() {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   ReadConfiguration(registry);
 }
 
 std::vector<KzClassConfigurationIssue> KzClassConfigurationIssues() {
   Registry &registry = TheRegistry();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::lock_guard<std::shared_mutex> hold(registry.lock);
   EnsureConfiguration(registry);
   return registry.issues;
 }
