@@ -22,13 +22,12 @@ HRESULT JSONArray::GetCLSID(GUID *clsid) {
 
 HRESULT JSONArray::Parse(LPCOLESTR text) {
   if (text == nullptr) return E_POINTER;
-  json::Document parsed;
   LONG depth = 1;
-  if (!json::ParseDocument(text, parsed, depth) || !parsed.IsArray()) {
+  document_.Reset();
+  if (!json::ParseDocument(text, document_, depth) || !document_.IsArray()) {
     Clear();
     return E_INVALIDARG;
   }
-  document_.Swap(parsed);
   depth_ = depth;
   return S_OK;
 }
@@ -36,17 +35,16 @@ HRESULT JSONArray::Parse(LPCOLESTR text) {
 HRESULT JSONArray::ToJSONString(BSTR *text) { return json::TextOf(document_, text); }
 
 HRESULT JSONArray::Clear() {
-  json::Document empty;
-  empty.SetArray();
-  document_.Swap(empty);
+  document_.Reset();
+  document_.SetArray();
   depth_ = 1;
   return S_OK;
 }
 
 void JSONArray::Assign(const json::Value &value, LONG depth) {
-  json::Document copy;
-  copy.CopyFrom(value, copy.GetAllocator());
-  document_.Swap(copy);
+  // `value` belongs to another document: this one's pool can be emptied first.
+  document_.Reset();
+  document_.CopyFrom(value, document_.GetAllocator());
   depth_ = depth;
 }
 

@@ -45,7 +45,7 @@ class JSONArray final : public Unknown, public IJSONArray, public json::IJSONVal
   // The element at `index`, or null when there is none.
   const json::Value *At(LONG index) const;
 
-  json::Document document_;
+  json::PooledDocument document_;
   LONG depth_ = 1;
 };
 

@@ -23,13 +23,12 @@ HRESULT JSONObject::GetCLSID(GUID *clsid) {
 
 HRESULT JSONObject::Parse(LPCOLESTR text) {
   if (text == nullptr) return E_POINTER;
-  json::Document parsed;
   LONG depth = 1;
-  if (!json::ParseDocument(text, parsed, depth) || !parsed.IsObject()) {
+  document_.Reset();
+  if (!json::ParseDocument(text, document_, depth) || !document_.IsObject()) {
     Clear();
     return E_INVALIDARG;
   }
-  document_.Swap(parsed);
   depth_ = depth;
   return S_OK;
 }
@@ -37,18 +36,16 @@ HRESULT JSONObject::Parse(LPCOLESTR text) {
 HRESULT JSONObject::ToJSONString(BSTR *text) { return json::TextOf(document_, text); }
 
 HRESULT JSONObject::Clear() {
-  // A new document gives back the memory of the old one's pool.
-  json::Document empty;
-  empty.SetObject();
-  document_.Swap(empty);
+  document_.Reset();
+  document_.SetObject();
   depth_ = 1;
   return S_OK;
 }
 
 void JSONObject::Assign(const json::Value &value, LONG depth) {
-  json::Document copy;
-  copy.CopyFrom(value, copy.GetAllocator());
-  document_.Swap(copy);
+  // `value` belongs to another document: this one's pool can be emptied first.
+  document_.Reset();
+  document_.CopyFrom(value, document_.GetAllocator());
   depth_ = depth;
 }
 

@@ -47,7 +47,7 @@ class JSONObject final : public Unknown, public IJSONObject, public json::IJSONV
   // The member's value; null with JSON_E_NOTFOUND (or E_POINTER) in `failure` when absent.
   const json::Value *Find(LPCOLESTR name, HRESULT &failure) const;
 
-  json::Document document_;
+  json::PooledDocument document_;
   LONG depth_ = 1;  // the nesting of the document at most
 };
 

@@ -17,6 +17,31 @@ using Document = rapidjson::Document;
 using Value = rapidjson::Value;
 using Allocator = Document::AllocatorType;
 
+// The first memory of a document's pool, inside the object that holds the document.
+struct FirstChunk {
+  static constexpr size_t kBytes = 512;
+  // Later chunks, when a document outgrows the first.
+  static constexpr size_t kChunkBytes = 8192;
+  alignas(8) char bytes[kBytes];
+  Allocator pool{bytes, kBytes, kChunkBytes};
+};
+
+// The document of one JSON object or array. A service makes and drops several small ones for
+// every request; with the first chunk inside the object they take no allocation of their own.
+// The pool belongs to this document for its whole life, so new content replaces the old in
+// place (Reset, then fill) rather than by swapping documents.
+class PooledDocument : private FirstChunk, public Document {
+ public:
+  PooledDocument() : Document(&pool) {}
+  PooledDocument(const PooledDocument &) = delete;
+  PooledDocument &operator=(const PooledDocument &) = delete;
+  // Null, with every chunk past the first given back.
+  void Reset() {
+    SetNull();
+    pool.Clear();
+  }
+};
+
 // How the module's own objects hand their values to one another without a round trip through
 // text. Objects of another implementation are read through their text.
 struct IJSONValueSource : IUnknown {
@@ -50,6 +75,12 @@ HRESULT TextOf(const Value &value, BSTR *text);
 // module or, through its text, of another implementation.
 HRESULT CopyObjectValue(IJSONObject *object, Allocator &allocator, Value &out, LONG &depth);
 HRESULT CopyArrayValue(IJSONArray *array, Allocator &allocator, Value &out, LONG &depth);
+inline HRESULT CopyValueOf(IJSONObject *object, Allocator &allocator, Value &out, LONG &depth) {
+  return CopyObjectValue(object, allocator, out, depth);
+}
+inline HRESULT CopyValueOf(IJSONArray *array, Allocator &allocator, Value &out, LONG &depth) {
+  return CopyArrayValue(array, allocator, out, depth);
+}
 
 JSONType TypeOf(const Value &value);
 

@@ -46,10 +46,24 @@ void JSONWriter::Ended() {
   if (open_.empty()) complete_ = true;
 }
 
-HRESULT JSONWriter::WriteObject(LPCOLESTR name, IJSONObject *object) {
-  json::Document copy;
+template <class Interface>
+HRESULT JSONWriter::WriteValueOf(LPCOLESTR name, Interface *source) {
+  if (source == nullptr) return E_POINTER;
   LONG depth = 1;
-  HRESULT hr = json::CopyObjectValue(object, copy.GetAllocator(), copy, depth);
+  json::IJSONValueSource *own = nullptr;
+  if (SUCCEEDED(source->QueryInterface(KZ_IID(json::IJSONValueSource), reinterpret_cast<void **>(&own)))) {
+    // An object of this module is written from its tree as it stands: nothing runs in between
+    // that could change it.
+    HRESULT hr = Begin(name, own->JSONDepth());
+    if (SUCCEEDED(hr)) {
+      json::WriteValue(own->JSONValue(), writer_);
+      Ended();
+    }
+    own->Release();
+    return hr;
+  }
+  json::Document copy;
+  HRESULT hr = json::CopyValueOf(source, copy.GetAllocator(), copy, depth);
   if (SUCCEEDED(hr)) hr = Begin(name, depth);
   if (FAILED(hr)) return hr;
   json::WriteValue(copy, writer_);
@@ -57,16 +71,9 @@ HRESULT JSONWriter::WriteObject(LPCOLESTR name, IJSONObject *object) {
   return S_OK;
 }
 
-HRESULT JSONWriter::WriteArray(LPCOLESTR name, IJSONArray *array) {
-  json::Document copy;
-  LONG depth = 1;
-  HRESULT hr = json::CopyArrayValue(array, copy.GetAllocator(), copy, depth);
-  if (SUCCEEDED(hr)) hr = Begin(name, depth);
-  if (FAILED(hr)) return hr;
-  json::WriteValue(copy, writer_);
-  Ended();
-  return S_OK;
-}
+HRESULT JSONWriter::WriteObject(LPCOLESTR name, IJSONObject *object) { return WriteValueOf(name, object); }
+
+HRESULT JSONWriter::WriteArray(LPCOLESTR name, IJSONArray *array) { return WriteValueOf(name, array); }
 
 HRESULT JSONWriter::StartObject(LPCOLESTR name) {
   HRESULT hr = Begin(name, 1);

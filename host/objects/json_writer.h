@@ -39,6 +39,9 @@ class JSONWriter final : public Unknown, public IJSONWriter, public IJSONNumeric
   // Checks that a value named `name` (null for none) of nesting `depth` may come now, and writes
   // its name. Nothing is written when it may not.
   HRESULT Begin(LPCOLESTR name, LONG depth);
+  // Writes an object or an array under `name`.
+  template <class Interface>
+  HRESULT WriteValueOf(LPCOLESTR name, Interface *source);
   // After a value: a value at the top ends the document.
   void Ended();
   HRESULT Close(bool object);
