@@ -6,36 +6,45 @@
 
 namespace kzhost {
 
-// The conversions run for every text of every request, so they are done here in one pass each
-// rather than through the C-runtime pair, which measures first and converts after.
+// The conversions run for every text of every request, so they are done here directly rather
+// than through the C-runtime pair. UTF-8 to UTF-16 counts the units in one pass (checking the
+// text) and writes them straight into the BSTR in a second.
 Bstr Bstr::FromUtf8(std::string_view utf8) {
   if (utf8.size() > 0x7FFFFFF0u) return Bstr();
-  // UTF-8 never takes fewer bytes than UTF-16 takes units, so the text's size bounds the result.
-  thread_local std::u16string units;
-  units.resize(utf8.size());
-  const auto *p = reinterpret_cast<const unsigned char *>(utf8.data());
-  const auto *end = p + utf8.size();
-  size_t n = 0;
-  while (p < end) {
-    unsigned c = *p;
-    if (c - 1 < 0x7F) {  // ASCII other than 0
-      units[n++] = static_cast<char16_t>(c);
+  const auto *begin = reinterpret_cast<const unsigned char *>(utf8.data());
+  const auto *end = begin + utf8.size();
+  size_t units = 0;
+  for (const unsigned char *p = begin; p < end;) {
+    if (*p - 1u < 0x7Fu) {  // ASCII other than 0
+      ++units;
       ++p;
       continue;
     }
     unsigned cp;
-    int length = c == 0 ? 0 : DecodeUtf8(p, end, &cp);
+    int length = *p == 0 ? 0 : DecodeUtf8(p, end, &cp);
     if (length == 0) return Bstr();  // a 0 byte, or not well-formed
-    if (cp >= 0x10000) {
-      cp -= 0x10000;
-      units[n++] = static_cast<char16_t>(0xD800 + (cp >> 10));
-      units[n++] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
-    } else {
-      units[n++] = static_cast<char16_t>(cp);
-    }
+    units += cp >= 0x10000 ? 2 : 1;
     p += length;
   }
-  return Bstr(SysAllocStringLen(units.data(), static_cast<UINT>(n)));
+  BSTR text = SysAllocStringLen(nullptr, static_cast<UINT>(units));
+  if (text == nullptr) return Bstr();
+  WCHAR *out = text;
+  for (const unsigned char *p = begin; p < end;) {
+    if (*p < 0x80) {
+      *out++ = *p++;
+      continue;
+    }
+    unsigned cp;
+    p += DecodeUtf8(p, end, &cp);
+    if (cp >= 0x10000) {
+      cp -= 0x10000;
+      *out++ = static_cast<WCHAR>(0xD800 + (cp >> 10));
+      *out++ = static_cast<WCHAR>(0xDC00 + (cp & 0x3FF));
+    } else {
+      *out++ = static_cast<WCHAR>(cp);
+    }
+  }
+  return Bstr(text);
 }
 
 std::optional<std::string> ToUtf8(const WCHAR *text) {

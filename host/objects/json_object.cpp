@@ -49,19 +49,40 @@ void JSONObject::Assign(const json::Value &value, LONG depth) {
   depth_ = depth;
 }
 
+namespace {
+
+// Whether the member name `utf8` spells `name`. Names are nearly always ASCII, compared unit by
+// byte without a conversion; any other name is converted first (a lone surrogate matches
+// nothing).
+bool SameName(LPCOLESTR name, const json::Value &utf8) {
+  const char *bytes = utf8.GetString();
+  const size_t length = utf8.GetStringLength();
+  size_t i = 0;
+  for (const char16_t *p = name; *p != 0; ++p, ++i) {
+    if (*p >= 0x80) {
+      std::string key;
+      return json::Utf8FromUtf16(name, key) && key.size() == length && std::equal(key.begin(), key.end(), bytes);
+    }
+    if (i >= length || static_cast<unsigned char>(bytes[i]) != *p) return false;
+  }
+  return i == length;
+}
+
+}  // namespace
+
 HRESULT JSONObject::Put(LPCOLESTR name, json::Value &value, LONG depth) {
   if (name == nullptr) return E_POINTER;
   if (depth + 1 > kJSONMaxDepth) return E_INVALIDARG;
-  std::string key;
-  if (!json::Utf8FromUtf16(name, key)) return E_INVALIDARG;
-  const auto length = static_cast<rapidjson::SizeType>(key.size());
   for (auto &member : document_.GetObject()) {
-    if (member.name.GetStringLength() == length && std::equal(key.begin(), key.end(), member.name.GetString())) {
+    if (SameName(name, member.name)) {
       member.value = value;  // moves
       depth_ = std::max(depth_, depth + 1);
       return S_OK;
     }
   }
+  std::string key;
+  if (!json::Utf8FromUtf16(name, key)) return E_INVALIDARG;
+  const auto length = static_cast<rapidjson::SizeType>(key.size());
   json::Value stored_name(key.data(), length, document_.GetAllocator());
   document_.AddMember(stored_name, value, document_.GetAllocator());
   depth_ = std::max(depth_, depth + 1);
@@ -72,11 +93,8 @@ const json::Value *JSONObject::Find(LPCOLESTR name, HRESULT &failure) const {
   failure = E_POINTER;
   if (name == nullptr) return nullptr;
   failure = JSON_E_NOTFOUND;
-  std::string key;
-  if (!json::Utf8FromUtf16(name, key)) return nullptr;
   for (const auto &member : document_.GetObject())
-    if (member.name.GetStringLength() == key.size() && std::equal(key.begin(), key.end(), member.name.GetString()))
-      return &member.value;
+    if (SameName(name, member.name)) return &member.value;
   return nullptr;
 }
 
