@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr ULONG kHeaderBytes = 12;
 constexpr ULONG kSmallestBlock = 76;  // header, 31 units and the terminator
 constexpr ULONG kFirstGrowth = 268;   // header, 127 units and the terminator
 
