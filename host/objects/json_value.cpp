@@ -152,53 +152,87 @@ HRESULT CopyValue(Interface *source, bool object, Allocator &allocator, Value &o
 }  // namespace
 
 bool Utf8FromUtf16(LPCOLESTR text, std::string &out) {
+  // Member names and short values are most of what comes here: bytes gather in a local buffer
+  // and reach the string in a few appends rather than one at a time.
   out.clear();
+  char buffer[256];
+  size_t n = 0;
   for (const char16_t *p = text; *p != 0; ++p) {
+    if (n > sizeof buffer - 4) {
+      out.append(buffer, n);
+      n = 0;
+    }
     char32_t c = *p;
+    if (c < 0x80) {
+      buffer[n++] = static_cast<char>(c);
+      continue;
+    }
     if (c >= 0xD800 && c <= 0xDFFF) {
       if (c > 0xDBFF || p[1] < 0xDC00 || p[1] > 0xDFFF) return false;
       c = 0x10000 + ((c - 0xD800) << 10) + (p[1] - 0xDC00);
       ++p;
     }
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | c >> 6);
-      out += static_cast<char>(0x80 | (c & 0x3F));
+    if (c < 0x800) {
+      buffer[n++] = static_cast<char>(0xC0 | c >> 6);
     } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | c >> 12);
-      out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
+      buffer[n++] = static_cast<char>(0xE0 | c >> 12);
+      buffer[n++] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
     } else {
-      out += static_cast<char>(0xF0 | c >> 18);
-      out += static_cast<char>(0x80 | (c >> 12 & 0x3F));
-      out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
+      buffer[n++] = static_cast<char>(0xF0 | c >> 18);
+      buffer[n++] = static_cast<char>(0x80 | (c >> 12 & 0x3F));
+      buffer[n++] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
     }
+    buffer[n++] = static_cast<char>(0x80 | (c & 0x3F));
   }
+  out.append(buffer, n);
   return true;
 }
 
+namespace {
+
+// The code point of the sequence at p (well-formed: the documents hold nothing else) and the
+// position after it.
+char32_t NextCodePoint(const unsigned char *&p, const unsigned char *end) {
+  char32_t c = *p++;
+  int more = c < 0x80 ? 0 : c < 0xE0 ? 1 : c < 0xF0 ? 2 : 3;
+  if (more != 0) c &= 0x3F >> more;
+  for (; more > 0 && p < end; --more) c = c << 6 | (*p++ & 0x3F);
+  return c;
+}
+
+}  // namespace
+
 HRESULT BstrFromUtf8(const char *text, std::size_t length, BSTR *out) {
   if (out == nullptr) return E_POINTER;
-  std::u16string wide;
-  wide.reserve(length);
-  const auto *p = reinterpret_cast<const unsigned char *>(text);
-  const unsigned char *end = p + length;
-  while (p < end) {
-    char32_t c = *p++;
-    int more = c < 0x80 ? 0 : c < 0xE0 ? 1 : c < 0xF0 ? 2 : 3;
-    if (more != 0) c &= 0x3F >> more;
-    for (; more > 0 && p < end; --more) c = c << 6 | (*p++ & 0x3F);
-    if (c >= 0x10000) {
-      wide += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-      wide += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+  // The units are counted first, so that they go straight into the BSTR.
+  const auto *begin = reinterpret_cast<const unsigned char *>(text);
+  const unsigned char *end = begin + length;
+  size_t units = 0;
+  for (const unsigned char *p = begin; p < end;) {
+    if (*p < 0x80) {
+      ++units;
+      ++p;
     } else {
-      wide += static_cast<char16_t>(c);
+      units += NextCodePoint(p, end) >= 0x10000 ? 2 : 1;
     }
   }
-  *out = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
-  return *out != nullptr ? S_OK : E_OUTOFMEMORY;
+  *out = SysAllocStringLen(nullptr, static_cast<UINT>(units));
+  if (*out == nullptr) return E_OUTOFMEMORY;
+  char16_t *o = *out;
+  for (const unsigned char *p = begin; p < end;) {
+    if (*p < 0x80) {
+      *o++ = *p++;
+      continue;
+    }
+    char32_t c = NextCodePoint(p, end);
+    if (c >= 0x10000) {
+      *o++ = static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+      *o++ = static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+    } else {
+      *o++ = static_cast<char16_t>(c);
+    }
+  }
+  return S_OK;
 }
 
 bool ParseDocument(LPCOLESTR text, Document &document, LONG &depth) {
