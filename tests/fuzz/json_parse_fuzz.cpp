@@ -14,6 +14,8 @@
 #include <kzcore/platform/object_creation.h>
 #include <kzcore/server/json_service.h>
 
+#include "fuzz_text.h"
+
 namespace {
 
 std::u16string Take(BSTR text) {
@@ -76,20 +78,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const bool registered = SUCCEEDED(KzRegisterHostObjects()) || true;
   (void)registered;
   if (size == 0) return 0;
-  const bool utf8 = data[0] % 2 == 0;
-  ++data;
-  --size;
-  std::vector<OLECHAR> text;
-  if (utf8) {
-    std::string narrow(reinterpret_cast<const char *>(data), size);
-    text.resize(size + 1);
-    mbstowcs(text.data(), narrow.c_str(), size + 1);
-    text.back() = 0;
-  } else {
-    text.resize(size / 2 + 1);
-    std::memcpy(text.data(), data, size / 2 * 2);
-    text[size / 2] = 0;
-  }
+  FuzzWideText input(data, size);
+  std::vector<OLECHAR> &text = input.units;
 
   IJSONObject *object = nullptr;
   if (FAILED(KzCreateInstance(CLSID_JSONObject, nullptr, CLSCTX_INPROC_SERVER, KZ_IID(IJSONObject),

@@ -15,6 +15,8 @@
 #include <kzcore/platform/object_creation.h>
 #include <kzcore/server/rest/rest_dispatcher.h>
 
+#include "fuzz_text.h"
+
 namespace {
 
 using namespace RESTSupport;
@@ -50,19 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   }();
   (void)registered;
   if (size == 0) return 0;
-  const bool utf8 = data[0] % 2 == 0;
-  ++data;
-  --size;
-  std::vector<WCHAR> text;
-  if (utf8) {
-    std::string narrow(reinterpret_cast<const char *>(data), size);
-    text.resize(size + 1);
-    mbstowcs(text.data(), narrow.c_str(), size + 1);
-    text.back() = 0;
-  } else {
-    text.resize(size / 2 + 1, 0);
-    std::memcpy(text.data(), data, size / 2 * 2);
-  }
+  FuzzWideText input(data, size);
+  std::vector<WCHAR> &text = input.units;
 
   // The reference: the JSON service's own reading of the text.
   IJSONObject *reference = nullptr;

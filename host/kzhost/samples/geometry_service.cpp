@@ -90,8 +90,7 @@ HRESULT Root(void *, const WCHAR *, RESTResource *resource, RESTKeys &, WCHAR *,
 HRESULT EnvelopeUnionArea(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput,
                           const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
-  HRESULT hr = ReadInput(operationInput, input.put());
-  if (SUCCEEDED(hr)) hr = StartAnswer(format, answer.put());
+  HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
   ComPtr<IJSONArray> list;
   LONG count = 0;
@@ -125,8 +124,7 @@ HRESULT EnvelopeUnionArea(void *, const WCHAR *, RESTResource *, RESTKeys &, WCH
 HRESULT PointInEnvelope(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput,
                         const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
   ComPtr<IJSONObject> input, answer, envelope;
-  HRESULT hr = ReadInput(operationInput, input.put());
-  if (SUCCEEDED(hr)) hr = StartAnswer(format, answer.put());
+  HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
   WKSPoint p{};
   WKSEnvelope e;
@@ -143,8 +141,7 @@ HRESULT PointInEnvelope(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR
 HRESULT ConvexHull(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput, const WCHAR *format,
                    IJSONObject *, IJSONObject **properties, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
-  HRESULT hr = ReadInput(operationInput, input.put());
-  if (SUCCEEDED(hr)) hr = StartAnswer(format, answer.put());
+  HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
   ComPtr<IJSONArray> list;
   std::vector<WKSPoint> points;
@@ -167,8 +164,7 @@ HRESULT ConvexHull(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *ope
 HRESULT PointInPolygon(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput,
                        const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
-  HRESULT hr = ReadInput(operationInput, input.put());
-  if (SUCCEEDED(hr)) hr = StartAnswer(format, answer.put());
+  HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
   WKSPoint p{};
   if (!ReadPoint(input.get(), u"point", p)) return Refuse(u"'point' must be a point {\"x\":...,\"y\":...}.");

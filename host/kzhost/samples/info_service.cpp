@@ -91,8 +91,7 @@ HRESULT OneTopic(void *, const WCHAR *, RESTResource *, RESTKeys &keys, WCHAR *,
 HRESULT Echo(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput, const WCHAR *format,
              IJSONObject *, IJSONObject **properties, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
-  HRESULT hr = ReadInput(operationInput, input.put());
-  if (SUCCEEDED(hr)) hr = StartAnswer(format, answer.put());
+  HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
   if (FAILED(CopyMember(input.get(), u"text", answer.get(), u"text")))
     return Fail(E_INVALIDARG, u"The parameter 'text' is required.");

@@ -70,6 +70,12 @@ HRESULT StartAnswer(const WCHAR *outputFormat, IJSONObject **body) {
   return NewJson(body);
 }
 
+HRESULT StartOperation(const WCHAR *operationInput, const WCHAR *outputFormat, IJSONObject **input,
+                       IJSONObject **answer) {
+  HRESULT hr = ReadInput(operationInput, input);
+  return SUCCEEDED(hr) ? StartAnswer(outputFormat, answer) : hr;
+}
+
 HRESULT AnswerJson(IJSONObject *body, IJSONObject **responseProperties, VARIANT &responseData) {
   ComPtr<IJSONObject> properties;
   HRESULT hr = NewJson(properties.put());

@@ -60,6 +60,10 @@ HRESULT ReadInput(const WCHAR *operationInput, IJSONObject **input);
 // fills with its answer.
 HRESULT StartAnswer(const WCHAR *outputFormat, IJSONObject **body);
 
+// An operation's first steps: ReadInput, then StartAnswer.
+HRESULT StartOperation(const WCHAR *operationInput, const WCHAR *outputFormat, IJSONObject **input,
+                       IJSONObject **answer);
+
 // A handler's success: the response properties {"Content-Type":"application/json"} and `body` as
 // the response, with a reference of its own.
 HRESULT AnswerJson(IJSONObject *body, IJSONObject **responseProperties, VARIANT &responseData);
