@@ -1,5 +1,6 @@
 #include "json_text.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <rapidjson/encodedstream.h>
@@ -8,15 +9,24 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <host/objects/thread_stack_allocator.h>
+
 namespace kzhost {
 namespace {
 
-constexpr unsigned kReadFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+// The reader's recursive parse: every handler here stops at its nesting limit, at most
+// kMaxJsonDepth, before the reader goes a level deeper.
+constexpr unsigned kReadFlags = rapidjson::kParseValidateEncodingFlag;
+
+// A reader whose stack comes from the thread's spares.
+struct Reader : rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, kz::host::ThreadStackAllocator> {
+  Reader() : GenericReader(kz::host::ThreadStackAllocator::Instance()) {}
+};
 
 // Accepts every value and refuses to go deeper than the limit.
 class DepthGuard : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DepthGuard> {
  public:
-  explicit DepthGuard(int max_depth) : max_depth_(max_depth) {}
+  explicit DepthGuard(int max_depth) : max_depth_(std::min(max_depth, kMaxJsonDepth)) {}
   bool Default() { return true; }
   bool StartObject() { return ++depth_ <= max_depth_; }
   bool EndObject(rapidjson::SizeType) {
@@ -39,7 +49,7 @@ class DepthGuard : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DepthG
 bool ValidJson(std::string_view text, int max_depth) {
   rapidjson::MemoryStream bytes(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-  rapidjson::Reader reader;
+  Reader reader;
   DepthGuard guard(max_depth);
   return !reader.Parse<kReadFlags>(input, guard).IsError();
 }
@@ -90,7 +100,7 @@ class MemberPicker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Memb
 std::optional<std::string> MemberString(std::string_view text, std::string_view key) {
   rapidjson::MemoryStream bytes(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-  rapidjson::Reader reader;
+  Reader reader;
   MemberPicker picker(key);
   if (reader.Parse<kReadFlags>(input, picker).IsError()) return std::nullopt;
   return std::move(picker.found());
@@ -99,7 +109,7 @@ std::optional<std::string> MemberString(std::string_view text, std::string_view 
 // One pass: the reader feeds the document through the depth guard.
 class DocumentBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DocumentBuilder> {
  public:
-  DocumentBuilder(rapidjson::Document &doc, int max_depth) : doc_(doc), max_depth_(max_depth) {}
+  DocumentBuilder(rapidjson::Document &doc, int max_depth) : doc_(doc), max_depth_(std::min(max_depth, kMaxJsonDepth)) {}
   bool Null() { return doc_.Null(); }
   bool Bool(bool b) { return doc_.Bool(b); }
   bool Int(int i) { return doc_.Int(i); }
@@ -132,7 +142,7 @@ bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth) {
   auto generate = [&](rapidjson::Document &target) {
     rapidjson::MemoryStream bytes(text.data(), text.size());
     rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-    rapidjson::Reader reader;
+    Reader reader;
     DocumentBuilder builder(target, max_depth);
     ok = !reader.Parse<kReadFlags>(input, builder).IsError();
     return ok;

@@ -19,11 +19,12 @@ namespace kzhost {
 // The deepest nesting of objects and arrays accepted in a text from outside.
 inline constexpr int kMaxJsonDepth = 64;
 
-// Whether `text` is one complete JSON value in valid UTF-8, nested at most `max_depth` deep.
-// The check runs without recursion, whatever the text.
+// Whether `text` is one complete JSON value in valid UTF-8, nested at most `max_depth` deep
+// (kMaxJsonDepth at most). The reader stops at the limit, so no text takes it deeper.
 bool ValidJson(std::string_view text, int max_depth);
 
-// Parses `text` into `doc` after ValidJson; false (and `doc` unspecified) when it is not valid.
+// Parses `text` into `doc` with the same checks as ValidJson; false (and `doc` unspecified) when
+// it is not valid.
 bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth = kMaxJsonDepth);
 
 // Appends `text` (UTF-8) as a quoted JSON string, escaping quotes, backslashes and controls.

@@ -1,6 +1,7 @@
 #include "request_mapping.h"
 
 #include <cstring>
+#include <span>
 #include <unordered_map>
 
 #include "json_text.h"
@@ -79,12 +80,22 @@ Route MethodNotAllowed(std::string allow) {
 class Parameters {
  public:
   void Set(std::string name, std::string json) {
-    auto [it, fresh] = index_.try_emplace(name, entries_.size());
-    if (fresh) entries_.emplace_back(std::move(name), std::move(json));
-    else entries_[it->second].second = std::move(json);
+    if (size_t at = Find(name); at != kAbsent) {
+      entries_[at].second = std::move(json);
+      return;
+    }
+    if (!index_.empty() || entries_.size() == kScanned) {
+      for (size_t i = index_.size(); i < entries_.size(); ++i) index_.emplace(entries_[i].first, i);
+      index_.emplace(name, entries_.size());
+    }
+    entries_.emplace_back(std::move(name), std::move(json));
   }
   std::string ToJson() const {
-    std::string out = "{";
+    size_t size = 2;
+    for (const auto &[name, json] : entries_) size += name.size() + json.size() + 4;
+    std::string out;
+    out.reserve(size);
+    out.push_back('{');
     for (const auto &[name, json] : entries_) {
       if (out.size() > 1) out.push_back(',');
       AppendJsonString(out, name);
@@ -96,6 +107,19 @@ class Parameters {
   }
 
  private:
+  // A request carries a few parameters, looked for in order; past this many they are indexed.
+  static constexpr size_t kScanned = 16;
+  static constexpr size_t kAbsent = ~size_t{0};
+  size_t Find(const std::string &name) const {
+    if (!index_.empty()) {
+      auto it = index_.find(name);
+      return it != index_.end() ? it->second : kAbsent;
+    }
+    for (size_t i = 0; i < entries_.size(); ++i)
+      if (entries_[i].first == name) return i;
+    return kAbsent;
+  }
+
   std::vector<std::pair<std::string, std::string>> entries_;
   std::unordered_map<std::string, size_t> index_;
 };
@@ -131,13 +155,14 @@ struct Collected {
 // Reads "a=1&b=2" into `out`. An HTTP error (bad escape) or a REST error (bad JSON) fills
 // `failure` and gives false.
 bool ReadForm(std::string_view form, Collected &out, Route &failure) {
+  std::string name, value;
   while (!form.empty()) {
     size_t amp = form.find('&');
     std::string_view pair = form.substr(0, amp);
     form = amp == std::string_view::npos ? std::string_view() : form.substr(amp + 1);
     if (pair.empty()) continue;
     size_t eq = pair.find('=');
-    std::string name, value;
+    value.clear();
     if (!PercentDecode(pair.substr(0, eq), true, name) ||
         (eq != std::string_view::npos && !PercentDecode(pair.substr(eq + 1), true, value))) {
       failure = HttpError(400, "Malformed escape in the parameters.");
@@ -146,7 +171,7 @@ bool ReadForm(std::string_view form, Collected &out, Route &failure) {
     if (name.empty()) continue;
     if (name == "format") {
       out.has_format = true;
-      out.format = std::move(value);
+      out.format = value;
       continue;
     }
     std::string json;
@@ -154,7 +179,7 @@ bool ReadForm(std::string_view form, Collected &out, Route &failure) {
       failure = RestFailure(RestError::kInvalidArgs, "Parameter '" + name + "' is not valid JSON.");
       return false;
     }
-    out.parameters.Set(std::move(name), std::move(json));
+    out.parameters.Set(name, std::move(json));
   }
   return true;
 }
@@ -186,6 +211,7 @@ bool RequestProperties(const HttpRequest &request, std::string &out, Route &fail
   rapidjson::Document doc;
   const std::string_view *given = FindHeader(request, kPropertiesHeader);
   if (given == nullptr) {
+    out.reserve(request.method.size() + 18);
     out = "{\"HttpMethod\":";
     AppendJsonString(out, request.method);
     out.push_back('}');
@@ -208,8 +234,8 @@ bool RequestProperties(const HttpRequest &request, std::string &out, Route &fail
   return true;
 }
 
-Route MapService(const HttpRequest &request, std::string_view query, std::string service,
-                 const std::vector<std::string> &below, const std::optional<SchemaNode> &schema) {
+Route MapService(const HttpRequest &request, std::string_view query, const std::string &service,
+                 std::span<const std::string> below, const std::optional<SchemaNode> &schema) {
   Collected collected;
   Route failure;
   if (!ReadForm(query, collected, failure)) return failure;
@@ -228,14 +254,13 @@ Route MapService(const HttpRequest &request, std::string_view query, std::string
   Route r;
   if (!RequestProperties(request, r.properties, failure)) return failure;
   r.kind = RouteKind::kService;
-  r.service = std::move(service);
+  r.service = service;
   r.input = collected.parameters.ToJson();
   r.format = collected.has_format ? std::move(collected.format) : std::string("json");
 
   size_t resource_count = below.size();
   if (schema && !below.empty()) {
-    std::vector<std::string> prefix(below.begin(), below.end() - 1);
-    const SchemaNode *node = ResolveSchemaPath(*schema, prefix);
+    const SchemaNode *node = ResolveSchemaPath(*schema, below.first(below.size() - 1));
     const std::string &last = below.back();
     if (node != nullptr && node->HasOperation(last) && node->Child(last) == nullptr) {
       r.operation = last;
@@ -293,6 +318,7 @@ Route MapRequest(const HttpRequest &request, const ServiceSchemas &schemas) {
 
   // Components, decoded; empty ones (doubled or trailing slashes) are left out.
   std::vector<std::string> parts;
+  parts.reserve(8);
   while (!path.empty()) {
     size_t slash = path.find('/');
     std::string_view raw = path.substr(0, slash);
@@ -325,8 +351,7 @@ Route MapRequest(const HttpRequest &request, const ServiceSchemas &schemas) {
   if (!known_method) return MethodNotAllowed("GET, HEAD, POST");
   auto it = schemas.find(parts[1]);
   if (it == schemas.end()) return RestFailure(RestError::kInvalidUrl, "No service named '" + parts[1] + "'.");
-  std::vector<std::string> below(parts.begin() + 2, parts.end());
-  return MapService(request, query, parts[1], below, it->second);
+  return MapService(request, query, parts[1], std::span(parts).subspan(2), it->second);
 }
 
 }  // namespace kzhost

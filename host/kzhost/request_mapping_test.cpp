@@ -244,18 +244,19 @@ TEST(SchemaTest, ReadsTheTreeAndRefusesWhatIsNotASchema) {
 }
 
 TEST(SchemaTest, ResolvingGathersItemKeys) {
+  using Path = std::vector<std::string>;
   auto root = ParseSchema(kSchema);
   std::map<std::string, std::string> keys;
-  const SchemaNode *fields = ResolveSchemaPath(*root, {"7", "fields"}, &keys);
+  const SchemaNode *fields = ResolveSchemaPath(*root, Path{"7", "fields"}, &keys);
   ASSERT_NE(fields, nullptr);
   EXPECT_EQ(fields->name, "fields");
   EXPECT_EQ(keys, (std::map<std::string, std::string>{{"items", "7"}}));
   keys.clear();
-  EXPECT_EQ(ResolveSchemaPath(*root, {"items"}, &keys), &root->resources[0]);
+  EXPECT_EQ(ResolveSchemaPath(*root, Path{"items"}, &keys), &root->resources[0]);
   EXPECT_TRUE(keys.empty());
-  EXPECT_EQ(ResolveSchemaPath(*root, {"items", "items"}, &keys), &root->resources[0]);
+  EXPECT_EQ(ResolveSchemaPath(*root, Path{"items", "items"}, &keys), &root->resources[0]);
   EXPECT_EQ(keys["items"], "items");
-  EXPECT_EQ(ResolveSchemaPath(*root, {"layers", "x"}), nullptr);
+  EXPECT_EQ(ResolveSchemaPath(*root, Path{"layers", "x"}), nullptr);
   EXPECT_EQ(ResolveSchemaPath(*root, {}), &*root);
 }
 

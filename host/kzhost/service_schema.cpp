@@ -74,7 +74,7 @@ std::optional<SchemaNode> ParseSchema(std::string_view text) {
   return root;
 }
 
-const SchemaNode *ResolveSchemaPath(const SchemaNode &root, const std::vector<std::string> &components,
+const SchemaNode *ResolveSchemaPath(const SchemaNode &root, std::span<const std::string> components,
                                     std::map<std::string, std::string> *keys) {
   const SchemaNode *node = &root;
   size_t i = 0;

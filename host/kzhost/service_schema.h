@@ -12,6 +12,7 @@
 
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,7 +48,7 @@ std::optional<SchemaNode> ParseSchema(std::string_view text);
 // default collection, whose name the path leaves out ("5" under a root with the default
 // collection "items" is "items/5"). `keys`, when given, gets each collection's item key under the
 // collection's name.
-const SchemaNode *ResolveSchemaPath(const SchemaNode &root, const std::vector<std::string> &components,
+const SchemaNode *ResolveSchemaPath(const SchemaNode &root, std::span<const std::string> components,
                                     std::map<std::string, std::string> *keys = nullptr);
 
 }  // namespace kzhost

@@ -45,7 +45,7 @@ HRESULT JSONObject::Clear() {
 void JSONObject::Assign(const json::Value &value, LONG depth) {
   // `value` belongs to another document: this one's pool can be emptied first.
   document_.Reset();
-  document_.CopyFrom(value, document_.GetAllocator());
+  json::DeepCopy(value, document_.GetAllocator(), document_);
   depth_ = depth;
 }
 

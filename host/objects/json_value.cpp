@@ -15,12 +15,19 @@ namespace kz::host::json {
 
 namespace {
 
-// Forwards the parser's events to a document, refusing nesting past the limit and strings that
-// an escape made into an unpaired surrogate (which UTF-8 cannot carry).
+// Texts nested up to this deep are read by the reader's recursive parse, the faster one; a
+// deeper text is read again without recursion, so that the nesting of outside text never
+// becomes the depth of our stack.
+constexpr LONG kRecursiveDepth = 64;
+
+// Forwards the parser's events to a document, refusing nesting past `limit` and strings that an
+// escape made into an unpaired surrogate (which UTF-8 cannot carry).
 class BoundedHandler {
  public:
-  explicit BoundedHandler(Document &document) : document_(document) {}
+  BoundedHandler(Document &document, LONG limit) : document_(document), limit_(limit) {}
   LONG deepest() const { return deepest_; }
+  // Whether the parse stopped at the limit.
+  bool stopped_deep() const { return stopped_deep_; }
 
   bool Null() { return document_.Null(); }
   bool Bool(bool b) { return document_.Bool(b); }
@@ -67,7 +74,10 @@ class BoundedHandler {
 
  private:
   bool Enter() {
-    if (++depth_ > kJSONMaxDepth) return false;
+    if (++depth_ > limit_) {
+      stopped_deep_ = true;
+      return false;
+    }
     deepest_ = std::max(deepest_, depth_);
     return true;
   }
@@ -78,26 +88,30 @@ class BoundedHandler {
         return false;
     return true;
   }
-
   Document &document_;
+  LONG limit_;
   LONG depth_ = 0;
   LONG deepest_ = 0;
+  bool stopped_deep_ = false;
 };
 
+template <bool kIterative>
 struct TextParse {
   LPCOLESTR text;
   LONG depth = 0;
   bool read = false;
+  bool too_deep = false;
   bool operator()(Document &document) {
-    BoundedHandler handler(document);
+    BoundedHandler handler(document, kIterative ? kJSONMaxDepth : kRecursiveDepth);
     rapidjson::GenericStringStream<rapidjson::UTF16<char16_t>> in(text);
-    rapidjson::GenericReader<rapidjson::UTF16<char16_t>, rapidjson::UTF8<>> reader;
-    // Iterative: the nesting of outside text must not become the depth of our stack.
-    constexpr unsigned kFlags =
-        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+    rapidjson::GenericReader<rapidjson::UTF16<char16_t>, rapidjson::UTF8<>, ThreadStackAllocator> reader(
+        ThreadStackAllocator::Instance());
+    constexpr unsigned kFlags = (kIterative ? rapidjson::kParseIterativeFlag : 0) |
+                                rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
     rapidjson::ParseResult result = reader.Parse<kFlags>(in, handler);
     depth = std::max<LONG>(handler.deepest(), 1);
     read = !result.IsError();
+    too_deep = handler.stopped_deep();
     return read;
   }
 };
@@ -105,7 +119,7 @@ struct TextParse {
 // A value's events, as Value::Accept gives them, into a writer with our form of numbers.
 class NumberFormWriter {
  public:
-  explicit NumberFormWriter(rapidjson::Writer<rapidjson::StringBuffer> &writer) : writer_(writer) {}
+  explicit NumberFormWriter(Writer &writer) : writer_(writer) {}
   bool Null() { return writer_.Null(); }
   bool Bool(bool b) { return writer_.Bool(b); }
   bool Int(int i) { return writer_.Int(i); }
@@ -124,7 +138,7 @@ class NumberFormWriter {
   bool EndArray(rapidjson::SizeType elements) { return writer_.EndArray(elements); }
 
  private:
-  rapidjson::Writer<rapidjson::StringBuffer> &writer_;
+  Writer &writer_;
 };
 
 template <class Interface>
@@ -133,7 +147,7 @@ HRESULT CopyValue(Interface *source, bool object, Allocator &allocator, Value &o
   IJSONValueSource *own = nullptr;
   if (SUCCEEDED(source->QueryInterface(KZ_IID(IJSONValueSource), reinterpret_cast<void **>(&own)))) {
     // Copied before the caller changes anything: the source may be the caller itself.
-    out.CopyFrom(own->JSONValue(), allocator);
+    DeepCopy(own->JSONValue(), allocator, out);
     depth = own->JSONDepth();
     own->Release();
     return S_OK;
@@ -145,7 +159,7 @@ HRESULT CopyValue(Interface *source, bool object, Allocator &allocator, Value &o
   bool read = text != nullptr && ParseDocument(text, parsed, depth);
   SysFreeString(text);
   if (!read || (object ? !parsed.IsObject() : !parsed.IsArray())) return E_INVALIDARG;
-  out.CopyFrom(parsed, allocator);
+  DeepCopy(parsed, allocator, out);
   return S_OK;
 }
 
@@ -236,12 +250,16 @@ HRESULT BstrFromUtf8(const char *text, std::size_t length, BSTR *out) {
 }
 
 bool ParseDocument(LPCOLESTR text, Document &document, LONG &depth) {
-  TextParse parse{text};
   // Populate leaves the document as it was when the parse fails: null.
   document.SetNull();
+  TextParse<false> parse{text};
   document.Populate(parse);
   depth = parse.depth;
-  return parse.read;
+  if (!parse.too_deep) return parse.read;
+  TextParse<true> deep{text};
+  document.Populate(deep);
+  depth = deep.depth;
+  return deep.read;
 }
 
 bool RoundToPrecision(double value, LONG precision, double &out) {
@@ -261,7 +279,7 @@ bool RoundToPrecision(double value, LONG precision, double &out) {
   return true;
 }
 
-bool WriteNumber(double value, rapidjson::Writer<rapidjson::StringBuffer> &writer) {
+bool WriteNumber(double value, Writer &writer) {
   if (!std::isfinite(value)) return false;
   // The shortest digits that read back as the value, laid out as script engines write numbers:
   // plain from 1e-6 up to 1e21, with an exponent outside that range.
@@ -293,16 +311,27 @@ bool WriteNumber(double value, rapidjson::Writer<rapidjson::StringBuffer> &write
   return writer.RawValue(text.data(), text.size(), rapidjson::kNumberType);
 }
 
-bool WriteValue(const Value &value, rapidjson::Writer<rapidjson::StringBuffer> &writer) {
+bool WriteValue(const Value &value, Writer &writer) {
   NumberFormWriter numbers(writer);
   return value.Accept(numbers);
+}
+
+void DeepCopy(const Value &value, Allocator &allocator, Value &out) {
+  if (!value.IsObject() && !value.IsArray()) {
+    out.CopyFrom(value, allocator);  // no document on this road
+    return;
+  }
+  Document copy(&allocator, 1024, ThreadStackAllocator::Instance());
+  auto fill = [&value](Document &built) { return value.Accept(built); };
+  copy.Populate(fill);
+  out.Swap(copy);
 }
 
 HRESULT TextOf(const Value &value, BSTR *text) {
   if (text == nullptr) return E_POINTER;
   *text = nullptr;
-  rapidjson::StringBuffer buffer;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  StringBuffer buffer(ThreadStackAllocator::Instance());
+  Writer writer(buffer, ThreadStackAllocator::Instance());
   // Documents hold nothing that cannot be written; a failure here is a fault of ours.
   if (!WriteValue(value, writer)) return E_FAIL;
   return BstrFromUtf8(buffer.GetString(), buffer.GetSize(), text);

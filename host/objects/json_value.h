@@ -9,17 +9,21 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <host/objects/thread_stack_allocator.h>
 #include <kzcore/server/json_service.h>
 
 namespace kz::host::json {
 
-using Document = rapidjson::Document;
 using Value = rapidjson::Value;
-using Allocator = Document::AllocatorType;
+using Allocator = rapidjson::MemoryPoolAllocator<>;
+// Documents, writers and their buffers take their working stacks from the thread's spares.
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Allocator, ThreadStackAllocator>;
+using StringBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, ThreadStackAllocator>;
+using Writer = rapidjson::Writer<StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, ThreadStackAllocator>;
 
 // The first memory of a document's pool, inside the object that holds the document.
 struct FirstChunk {
-  static constexpr size_t kBytes = 512;
+  static constexpr size_t kBytes = 816;
   // Later chunks, when a document outgrows the first.
   static constexpr size_t kChunkBytes = 8192;
   alignas(8) char bytes[kBytes];
@@ -31,8 +35,11 @@ struct FirstChunk {
 // The pool belongs to this document for its whole life, so new content replaces the old in
 // place (Reset, then fill) rather than by swapping documents.
 class PooledDocument : private FirstChunk, public Document {
+  // The first size of the stack a parse builds values on (from the thread's spares).
+  static constexpr size_t kStackBytes = 1024;
+
  public:
-  PooledDocument() : Document(&pool) {}
+  PooledDocument() : Document(&pool, kStackBytes, ThreadStackAllocator::Instance()) {}
   PooledDocument(const PooledDocument &) = delete;
   PooledDocument &operator=(const PooledDocument &) = delete;
   // Null, with every chunk past the first given back.
@@ -64,9 +71,14 @@ bool ParseDocument(LPCOLESTR text, Document &document, LONG &depth);
 bool RoundToPrecision(double value, LONG precision, double &out);
 
 // Writes a value's text into a RapidJSON writer, numbers in their shortest exact form.
-bool WriteValue(const Value &value, rapidjson::Writer<rapidjson::StringBuffer> &writer);
+bool WriteValue(const Value &value, Writer &writer);
 // Writes one double in its shortest exact form.
-bool WriteNumber(double value, rapidjson::Writer<rapidjson::StringBuffer> &writer);
+bool WriteNumber(double value, Writer &writer);
+
+// A deep copy of `value` made with `allocator`, in `out`. RapidJSON's own copy builds through a
+// document whose stack is taken from the heap each time; this one's comes from the thread's
+// spares.
+void DeepCopy(const Value &value, Allocator &allocator, Value &out);
 
 // The JSON text of `value` as a BSTR.
 HRESULT TextOf(const Value &value, BSTR *text);

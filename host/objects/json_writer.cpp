@@ -7,7 +7,8 @@
 
 namespace kz::host {
 
-JSONWriter::JSONWriter() : writer_(buffer_) {}
+JSONWriter::JSONWriter()
+    : buffer_(ThreadStackAllocator::Instance()), writer_(buffer_, ThreadStackAllocator::Instance()) {}
 
 HRESULT JSONWriter::InternalQueryInterface(REFIID riid, void **ppv) {
   if (ppv != nullptr && riid == KZ_IID(IJSONWriter)) return Answer(static_cast<IJSONWriter *>(this), ppv);

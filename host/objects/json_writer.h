@@ -46,8 +46,8 @@ class JSONWriter final : public Unknown, public IJSONWriter, public IJSONNumeric
   void Ended();
   HRESULT Close(bool object);
 
-  rapidjson::StringBuffer buffer_;
-  rapidjson::Writer<rapidjson::StringBuffer> writer_;
+  json::StringBuffer buffer_;
+  json::Writer writer_;
   std::vector<bool> open_;  // the objects (true) and arrays (false) now open, outermost first
   bool complete_ = false;
 };
