@@ -1,5 +1,6 @@
 #include "com_text.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "json_text.h"
@@ -13,8 +14,16 @@ Bstr Bstr::FromUtf8(std::string_view utf8) {
   if (utf8.size() > 0x7FFFFFF0u) return Bstr();
   const auto *begin = reinterpret_cast<const unsigned char *>(utf8.data());
   const auto *end = begin + utf8.size();
-  size_t units = 0;
-  for (const unsigned char *p = begin; p < end;) {
+  // Nearly every text is ASCII, which is checked and then widened unit for byte.
+  const unsigned char *ascii = begin;
+  while (ascii < end && *ascii - 1u < 0x7Fu) ++ascii;
+  if (ascii == end) {
+    BSTR text = SysAllocStringLen(nullptr, static_cast<UINT>(utf8.size()));
+    if (text != nullptr) std::copy(begin, end, text);
+    return Bstr(text);
+  }
+  size_t units = static_cast<size_t>(ascii - begin);
+  for (const unsigned char *p = ascii; p < end;) {
     if (*p - 1u < 0x7Fu) {  // ASCII other than 0
       ++units;
       ++p;

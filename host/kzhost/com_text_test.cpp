@@ -89,7 +89,13 @@ TEST(JsonTextTest, MemberStringAgreesWithTheParsedTree) {
         expected = std::string(it->value.GetString(), it->value.GetStringLength());
     }
     EXPECT_EQ(MemberString(text, "Content-Type"), expected) << text;
+    // The wide form, read without a conversion, answers the same.
+    if (Bstr wide = Bstr::FromUtf8(text); wide.get() != nullptr) {
+      EXPECT_EQ(MemberString(static_cast<const char16_t *>(wide.get()), "Content-Type"), expected) << text;
+    }
   }
+  EXPECT_EQ(MemberString(u"{\"Content-Type\":\"\xD800x\"}", "Content-Type"), std::nullopt);  // lone surrogate
+  EXPECT_EQ(MemberString(static_cast<const char16_t *>(nullptr), "Content-Type"), std::nullopt);
 }
 
 }  // namespace

@@ -18,9 +18,10 @@ namespace {
 // kMaxJsonDepth, before the reader goes a level deeper.
 constexpr unsigned kReadFlags = rapidjson::kParseValidateEncodingFlag;
 
-// A reader whose stack comes from the thread's spares.
-struct Reader : rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, kz::host::ThreadStackAllocator> {
-  Reader() : GenericReader(kz::host::ThreadStackAllocator::Instance()) {}
+// A reader of `Source` text into UTF-8, whose stack comes from the thread's spares.
+template <class Source = rapidjson::UTF8<>>
+struct Reader : rapidjson::GenericReader<Source, rapidjson::UTF8<>, kz::host::ThreadStackAllocator> {
+  Reader() : Reader::GenericReader(kz::host::ThreadStackAllocator::Instance()) {}
 };
 
 // Accepts every value and refuses to go deeper than the limit.
@@ -49,7 +50,7 @@ class DepthGuard : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DepthG
 bool ValidJson(std::string_view text, int max_depth) {
   rapidjson::MemoryStream bytes(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-  Reader reader;
+  Reader<> reader;
   DepthGuard guard(max_depth);
   return !reader.Parse<kReadFlags>(input, guard).IsError();
 }
@@ -97,13 +98,24 @@ class MemberPicker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Memb
   std::optional<std::string> found_;
 };
 
+template <class Source, class Stream>
+std::optional<std::string> PickMember(Stream &input, std::string_view key) {
+  Reader<Source> reader;
+  MemberPicker picker(key);
+  if (reader.template Parse<kReadFlags>(input, picker).IsError()) return std::nullopt;
+  return std::move(picker.found());
+}
+
 std::optional<std::string> MemberString(std::string_view text, std::string_view key) {
   rapidjson::MemoryStream bytes(text.data(), text.size());
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-  Reader reader;
-  MemberPicker picker(key);
-  if (reader.Parse<kReadFlags>(input, picker).IsError()) return std::nullopt;
-  return std::move(picker.found());
+  return PickMember<rapidjson::UTF8<>>(input, key);
+}
+
+std::optional<std::string> MemberString(const char16_t *text, std::string_view key) {
+  if (text == nullptr) return std::nullopt;
+  rapidjson::GenericStringStream<rapidjson::UTF16<char16_t>> input(text);
+  return PickMember<rapidjson::UTF16<char16_t>>(input, key);
 }
 
 // One pass: the reader feeds the document through the depth guard.
@@ -142,7 +154,7 @@ bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth) {
   auto generate = [&](rapidjson::Document &target) {
     rapidjson::MemoryStream bytes(text.data(), text.size());
     rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-    Reader reader;
+    Reader<> reader;
     DocumentBuilder builder(target, max_depth);
     ok = !reader.Parse<kReadFlags>(input, builder).IsError();
     return ok;
@@ -155,24 +167,25 @@ bool ParseJson(std::string_view text, rapidjson::Document &doc, int max_depth) {
 void AppendJsonString(std::string &out, std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   out.push_back('"');
-  for (char c : text) {
-    auto u = static_cast<unsigned char>(c);
-    switch (c) {
+  size_t run = 0;  // the start of the characters not yet appended, which need no escape
+  for (size_t i = 0; i < text.size(); ++i) {
+    auto u = static_cast<unsigned char>(text[i]);
+    if (u >= 0x20 && u != '"' && u != '\\') continue;
+    out.append(text.substr(run, i - run));
+    run = i + 1;
+    switch (u) {
       case '"': out += "\\\""; break;
       case '\\': out += "\\\\"; break;
       case '\n': out += "\\n"; break;
       case '\r': out += "\\r"; break;
       case '\t': out += "\\t"; break;
       default:
-        if (u < 0x20) {
-          out += "\\u00";
-          out.push_back(kHex[u >> 4]);
-          out.push_back(kHex[u & 15]);
-        } else {
-          out.push_back(c);
-        }
+        out += "\\u00";
+        out.push_back(kHex[u >> 4]);
+        out.push_back(kHex[u & 15]);
     }
   }
+  out.append(text.substr(run));
   out.push_back('"');
 }
 

@@ -33,6 +33,9 @@ void AppendJsonString(std::string &out, std::string_view text);
 // The string value of the member `key` of the JSON object `text` (the first such member); nothing
 // when the text is not a valid object or the member is absent or not a string. One pass, no tree.
 std::optional<std::string> MemberString(std::string_view text, std::string_view key);
+// The same for a UTF-16 text (up to its first 0; null is no object), read as it stands; a lone
+// surrogate makes it invalid.
+std::optional<std::string> MemberString(const char16_t *text, std::string_view key);
 
 // The text of a JSON value written compactly.
 std::string WriteJson(const rapidjson::Value &value);

@@ -222,8 +222,11 @@ TEST(PercentDecodeTest, DecodesAndRefuses) {
   EXPECT_EQ(out, "a b c");
   EXPECT_TRUE(PercentDecode("%F0%9F%8C%8D", false, out));  // a four-byte character
   EXPECT_EQ(out, "\xF0\x9F\x8C\x8D");
+  EXPECT_TRUE(PercentDecode("caf\xC3\xA9+%C3%A9", true, out));  // raw and escaped UTF-8 alike
+  EXPECT_EQ(out, "caf\xC3\xA9 \xC3\xA9");
   for (const char *bad : {"%", "%2", "%2g", "%00", "%F4%90%80%80", "%E0%80%80", "%C3", "\xC3("})
     EXPECT_FALSE(PercentDecode(bad, false, out)) << bad;
+  EXPECT_FALSE(PercentDecode(std::string_view("a\0b", 3), true, out));
 }
 
 TEST(SchemaTest, ReadsTheTreeAndRefusesWhatIsNotASchema) {

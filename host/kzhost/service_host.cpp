@@ -190,10 +190,8 @@ Reply ServiceHost::Call(const Route &route) {
 
   Reply reply;
   reply.content_type = route.format == "json" ? "application/json" : "application/octet-stream";
-  if (auto text = ToUtf8(response_properties.get()); text && !text->empty()) {
-    auto type = MemberString(*text, "Content-Type");
-    if (type && SafeHeaderValue(*type)) reply.content_type = std::move(*type);
-  }
+  if (auto type = MemberString(response_properties.get(), "Content-Type"); type && SafeHeaderValue(*type))
+    reply.content_type = std::move(*type);
   if (response_data.get() != nullptr) {
     const void *data;
     size_t size;
