@@ -1,6 +1,5 @@
 #include "request_mapping.h"
 
-#include <array>
 #include <cstring>
 #include <span>
 #include <unordered_map>
@@ -279,56 +278,27 @@ Route MapService(const HttpRequest &request, std::string_view query, const std::
 
 }  // namespace
 
-namespace {
-
-// What each byte is to the decoder.
-enum : unsigned char { kPlain = 0, kEscape = 1, kPlus = 2, kNul = 4, kHigh = 8 };
-constexpr auto kByteKinds = [] {
-  std::array<unsigned char, 256> kinds{};
-  kinds['%'] = kEscape;
-  kinds['+'] = kPlus;
-  kinds[0] = kNul;
-  for (int b = 0x80; b < 0x100; ++b) kinds[b] = kHigh;
-  return kinds;
-}();
-
-}  // namespace
-
 bool PercentDecode(std::string_view text, bool plus_is_space, std::string &out) {
-  out.clear();
-  out.reserve(text.size());
-  const unsigned stops = kEscape | kNul | (plus_is_space ? kPlus : 0);
-  unsigned seen = 0;  // the kinds met; without kHigh the result is ASCII and needs no check
+  out.resize(text.size());  // decoding never lengthens
+  char *o = out.data();
+  bool ascii = true;  // an ASCII result needs no check
   for (size_t i = 0; i < text.size(); ++i) {
-    // The runs between escapes go over whole.
-    size_t run = i;
-    for (; run < text.size(); ++run) {
-      unsigned kind = kByteKinds[static_cast<unsigned char>(text[run])];
-      if ((kind & stops) != 0) break;
-      seen |= kind;
-    }
-    if (run != i) {
-      out.append(text.substr(i, run - i));
-      if (run == text.size()) break;
-      i = run;
-    }
     char c = text[i];
     if (c == '%') {
       if (i + 2 >= text.size()) return false;
       int hi = HexValue(text[i + 1]), lo = HexValue(text[i + 2]);
       if (hi < 0 || lo < 0) return false;
       c = static_cast<char>(hi * 16 + lo);
-      if (c == '\0') return false;
-      seen |= kByteKinds[static_cast<unsigned char>(c)];
       i += 2;
-    } else if (c == '+') {
+    } else if (c == '+' && plus_is_space) {
       c = ' ';
-    } else {
-      return false;  // a 0 byte
     }
-    out.push_back(c);
+    if (c == '\0') return false;
+    ascii &= static_cast<unsigned char>(c) < 0x80;
+    *o++ = c;
   }
-  return (seen & kHigh) == 0 || ValidUtf8(out);
+  out.resize(static_cast<size_t>(o - out.data()));
+  return ascii || ValidUtf8(out);
 }
 
 Route MapRequest(const HttpRequest &request, const ServiceSchemas &schemas) {

@@ -75,7 +75,7 @@ HRESULT AddMeasure(IJSONObject *to, const WCHAR *name, double value) {
 }
 
 HRESULT Root(void *, const WCHAR *, RESTResource *resource, RESTKeys &, WCHAR *, const WCHAR *format, IJSONObject *,
-             IJSONObject **properties, VARIANT &body) {
+             IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> answer;
   ComPtr<IJSONArray> names;
   HRESULT hr = StartAnswer(format, answer.put());
@@ -84,11 +84,11 @@ HRESULT Root(void *, const WCHAR *, RESTResource *resource, RESTKeys &, WCHAR *,
   for (RESTSupport::RESTOperation *operation : resource->Operations())
     if (SUCCEEDED(hr)) hr = names->AddString(operation->Name());
   if (SUCCEEDED(hr)) hr = answer->AddArray(u"operations", names.get());
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 HRESULT EnvelopeUnionArea(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput,
-                          const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
+                          const WCHAR *format, IJSONObject *, IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
   HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
@@ -118,11 +118,11 @@ HRESULT EnvelopeUnionArea(void *, const WCHAR *, RESTResource *, RESTKeys &, WCH
     if (SUCCEEDED(hr)) hr = e->AddNumber(u"ymax", extent.ymax);
     if (SUCCEEDED(hr)) hr = answer->AddObject(u"extent", e.get());
   }
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 HRESULT PointInEnvelope(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput,
-                        const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
+                        const WCHAR *format, IJSONObject *, IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> input, answer, envelope;
   HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
@@ -135,11 +135,11 @@ HRESULT PointInEnvelope(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR
   hr = answer->AddBoolean(u"contains", contains ? VARIANT_TRUE : VARIANT_FALSE);
   if (SUCCEEDED(hr)) hr = answer->AddBoolean(u"properlyContains", proper ? VARIANT_TRUE : VARIANT_FALSE);
   if (SUCCEEDED(hr)) hr = answer->AddString(u"location", proper ? u"interior" : contains ? u"boundary" : u"exterior");
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 HRESULT ConvexHull(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput, const WCHAR *format,
-                   IJSONObject *, IJSONObject **properties, VARIANT &body) {
+                   IJSONObject *, IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
   HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
@@ -158,11 +158,11 @@ HRESULT ConvexHull(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *ope
   if (SUCCEEDED(hr)) hr = AddMeasure(answer.get(), u"width", WKSPoint::HullWidth(n, points.data(), nullptr));
   if (SUCCEEDED(hr))
     hr = AddMeasure(answer.get(), u"diameter", WKSPoint::HullLength(n, points.data(), static_cast<LONG *>(nullptr)));
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 HRESULT PointInPolygon(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput,
-                       const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
+                       const WCHAR *format, IJSONObject *, IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
   HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
@@ -188,7 +188,7 @@ HRESULT PointInPolygon(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR 
   bool inside = p.InsidePolygon(count, counts.data(), points.data(), &boundary);
   hr = answer->AddBoolean(u"contains", inside ? VARIANT_TRUE : VARIANT_FALSE);
   if (SUCCEEDED(hr)) hr = answer->AddString(u"location", boundary ? u"boundary" : inside ? u"interior" : u"exterior");
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ HRESULT AddTopic(IJSONObject *to, const Topic &topic, bool withText) {
 
 // "/services/Info": what the service is, the REST version, the topics' keys.
 HRESULT Root(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *, const WCHAR *format, IJSONObject *,
-             IJSONObject **properties, VARIANT &body) {
+             IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> answer;
   ComPtr<IJSONArray> keys;
   HRESULT hr = StartAnswer(format, answer.put());
@@ -49,12 +49,12 @@ HRESULT Root(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *, const W
   for (const Topic &topic : kTopics)
     if (SUCCEEDED(hr)) hr = keys->AddString(topic.key);
   if (SUCCEEDED(hr)) hr = answer->AddArray(u"topics", keys.get());
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 // "/services/Info/topics": every topic's key and title.
 HRESULT Topics(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *, const WCHAR *format, IJSONObject *,
-               IJSONObject **properties, VARIANT &body) {
+               IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> answer;
   ComPtr<IJSONArray> list;
   HRESULT hr = StartAnswer(format, answer.put());
@@ -68,19 +68,19 @@ HRESULT Topics(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *, const
     if (SUCCEEDED(hr)) hr = list->AddObject(entry.get());
   }
   if (SUCCEEDED(hr)) hr = answer->AddArray(u"topics", list.get());
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 // "/services/Info/topics/<key>": one topic with its text.
 HRESULT OneTopic(void *, const WCHAR *, RESTResource *, RESTKeys &keys, WCHAR *, const WCHAR *format, IJSONObject *,
-                 IJSONObject **properties, VARIANT &body) {
+                 IJSONObject **, VARIANT &body) {
   const String *key = keys.Lookup(u"topics");
   for (const Topic &topic : kTopics) {
     if (key == nullptr || wcscmp(*key, topic.key) != 0) continue;
     ComPtr<IJSONObject> answer;
     HRESULT hr = StartAnswer(format, answer.put());
     if (SUCCEEDED(hr)) hr = AddTopic(answer.get(), topic, true);
-    return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+    return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
   }
   String message;
   message.Format(u"No topic '%s'.", key != nullptr ? static_cast<const WCHAR *>(*key) : u"");
@@ -89,25 +89,25 @@ HRESULT OneTopic(void *, const WCHAR *, RESTResource *, RESTKeys &keys, WCHAR *,
 
 // "echo": the value of the parameter "text", whatever its JSON type.
 HRESULT Echo(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *operationInput, const WCHAR *format,
-             IJSONObject *, IJSONObject **properties, VARIANT &body) {
+             IJSONObject *, IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> input, answer;
   HRESULT hr = StartOperation(operationInput, format, input.put(), answer.put());
   if (FAILED(hr)) return hr;
   if (FAILED(CopyMember(input.get(), u"text", answer.get(), u"text")))
     return Fail(E_INVALIDARG, u"The parameter 'text' is required.");
-  return AnswerJson(answer.get(), properties, body);
+  return AnswerJson(answer.get(), body);
 }
 
 // "process": figures of the host process, for administrators.
 HRESULT Process(void *, const WCHAR *, RESTResource *, RESTKeys &, WCHAR *, const WCHAR *format, IJSONObject *,
-                IJSONObject **properties, VARIANT &body) {
+                IJSONObject **, VARIANT &body) {
   ComPtr<IJSONObject> answer;
   HRESULT hr = StartAnswer(format, answer.put());
   double uptime = std::chrono::duration<double>(std::chrono::steady_clock::now() - kStarted).count();
   if (SUCCEEDED(hr)) hr = answer->AddInteger(u"processId", getpid());
   if (SUCCEEDED(hr)) hr = answer->AddInteger(u"uptimeSeconds", static_cast<LONGLONG>(uptime));
   if (SUCCEEDED(hr)) hr = answer->AddInteger(u"liveObjects", Unknown::LiveObjectCount());
-  return SUCCEEDED(hr) ? AnswerJson(answer.get(), properties, body) : hr;
+  return SUCCEEDED(hr) ? AnswerJson(answer.get(), body) : hr;
 }
 
 }  // namespace

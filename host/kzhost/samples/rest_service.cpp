@@ -76,12 +76,7 @@ HRESULT StartOperation(const WCHAR *operationInput, const WCHAR *outputFormat, I
   return SUCCEEDED(hr) ? StartAnswer(outputFormat, answer) : hr;
 }
 
-HRESULT AnswerJson(IJSONObject *body, IJSONObject **responseProperties, VARIANT &responseData) {
-  ComPtr<IJSONObject> properties;
-  HRESULT hr = NewJson(properties.put());
-  if (SUCCEEDED(hr)) hr = properties->AddString(u"Content-Type", u"application/json");
-  if (FAILED(hr)) return hr;
-  *responseProperties = properties.detach();
+HRESULT AnswerJson(IJSONObject *body, VARIANT &responseData) {
   body->AddRef();
   responseData.vt = VT_UNKNOWN;
   responseData.punkVal = body;

@@ -9,11 +9,11 @@
 //       dispatcher_.Init(this, root, nullptr);
 //     }
 //     static HRESULT Now(void *, const WCHAR *, RESTSupport::RESTResource *, RESTSupport::RESTKeys &, WCHAR *,
-//                        const WCHAR *format, IJSONObject *, IJSONObject **properties, VARIANT &body) {
+//                        const WCHAR *format, IJSONObject *, IJSONObject **, VARIANT &body) {
 //       ComPtr<IJSONObject> now;
 //       HRESULT hr = StartAnswer(format, now.put());
 //       if (SUCCEEDED(hr)) hr = now->AddInteger(u"seconds", time(nullptr));
-//       return SUCCEEDED(hr) ? AnswerJson(now.get(), properties, body) : hr;
+//       return SUCCEEDED(hr) ? AnswerJson(now.get(), body) : hr;
 //     }
 //   };
 #pragma once
@@ -64,9 +64,9 @@ HRESULT StartAnswer(const WCHAR *outputFormat, IJSONObject **body);
 HRESULT StartOperation(const WCHAR *operationInput, const WCHAR *outputFormat, IJSONObject **input,
                        IJSONObject **answer);
 
-// A handler's success: the response properties {"Content-Type":"application/json"} and `body` as
-// the response, with a reference of its own.
-HRESULT AnswerJson(IJSONObject *body, IJSONObject **responseProperties, VARIANT &responseData);
+// A handler's success: `body` as the response, with a reference of its own. No response
+// properties: the host answers the json format as application/json without being told.
+HRESULT AnswerJson(IJSONObject *body, VARIANT &responseData);
 
 // A handler's failure: sets the thread's error object with `description`, which the error
 // document carries in its details, and returns `hr`.

@@ -88,7 +88,7 @@ TEST_F(SampleServicesTest, SchemasAreJsonAndNameTheOperations) {
 TEST_F(SampleServicesTest, TopicsAreItemsOfADefaultCollection) {
   Response list = Call(info_, "topics", "");
   ASSERT_TRUE(list.json.HasMember("topics")) << list.body;
-  EXPECT_EQ(list.properties, R"({"Content-Type":"application/json"})");
+  EXPECT_EQ(list.properties, "");  // a JSON answer: the host gives it its type
   for (const auto &topic : list.json["topics"].GetArray()) {
     std::string key = topic["key"].GetString();
     Response full = Call(info_, ("topics/" + key).c_str(), "");
