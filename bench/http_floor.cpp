@@ -58,7 +58,7 @@ int main(int argc, char **argv) {
   MHD_Daemon *d = MHD_start_daemon(MHD_USE_EPOLL_INTERNAL_THREAD, 0, nullptr, nullptr, Answer, nullptr,
                                    MHD_OPTION_THREAD_POOL_SIZE, static_cast<unsigned>(std::atoi(argv[1])),
                                    MHD_OPTION_CONNECTION_LIMIT, 256u, MHD_OPTION_CONNECTION_TIMEOUT, 10u,
-                                   MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{64 * 1024},
+                                   MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{32 * 1024},
                                    MHD_OPTION_STRICT_FOR_CLIENT, 1,
                                    MHD_OPTION_SOCK_ADDR, reinterpret_cast<sockaddr *>(&loopback), MHD_OPTION_END);
   if (d == nullptr) return 1;
