@@ -1,5 +1,6 @@
 #include "request_mapping.h"
 
+#include <array>
 #include <cstring>
 #include <span>
 #include <unordered_map>
@@ -34,11 +35,17 @@ std::string_view Trim(std::string_view s) {
   return s;
 }
 
+// The value of a hexadecimal digit, -1 for any other byte: looked up, as parameters of JSON
+// text are mostly escapes.
 int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
+  static constexpr auto kValues = [] {
+    std::array<signed char, 256> values{};
+    values.fill(-1);
+    for (int d = 0; d < 10; ++d) values['0' + d] = static_cast<signed char>(d);
+    for (int d = 0; d < 6; ++d) values['a' + d] = values['A' + d] = static_cast<signed char>(10 + d);
+    return values;
+  }();
+  return kValues[static_cast<unsigned char>(c)];
 }
 
 // Well-formed UTF-8: no overlong forms, no surrogates, nothing past U+10FFFF.
