@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <string>
 
 namespace kzhost {
@@ -161,6 +162,21 @@ TEST_F(MappingTest, FormatIsTakenOutAndLaterValuesReplaceEarlierOnes) {
   EXPECT_EQ(r.format, "pjson");
   EXPECT_EQ(r.input, R"({"a":3,"b":2})");  // "a" keeps its first place
   EXPECT_EQ(Get("/services/Roads/export?format=").format, "");
+
+  // The same with many parameters, past the count at which they are looked up by name.
+  std::string query, expected;
+  std::vector<int> last(25, -1);
+  for (int i = 0; i < 60; ++i) {
+    int name = (i * 7) % 25;
+    query += (i ? "&p" : "?p") + std::to_string(name) + "=" + std::to_string(i);
+    last[name] = i;
+  }
+  std::vector<int> order;
+  for (int i = 0; i < 60; ++i)
+    if (std::find(order.begin(), order.end(), (i * 7) % 25) == order.end()) order.push_back((i * 7) % 25);
+  for (int name : order)
+    expected += (expected.empty() ? "{" : ",") + ("\"p" + std::to_string(name) + "\":" + std::to_string(last[name]));
+  EXPECT_EQ(Get("/services/Roads/export" + query).input, expected + "}");
 }
 
 TEST_F(MappingTest, InvalidJsonParametersGetInvalidArgs) {

@@ -88,6 +88,7 @@ class BoundedHandler {
         return false;
     return true;
   }
+
   Document &document_;
   LONG limit_;
   LONG depth_ = 0;
