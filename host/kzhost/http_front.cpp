@@ -27,6 +27,9 @@ int64_t NowMs() {
 struct Request {
   bool answered = false;   // a response is queued; the rest of the body is dropped
   bool too_large = false;  // the body passed the limit; what follows is dropped
+  // The header lines, gathered once when they are checked; they point into the connection's
+  // memory, which holds them until the request completes.
+  std::vector<std::pair<std::string_view, std::string_view>> headers;
   std::string body;
 };
 
@@ -147,24 +150,23 @@ struct FrontCallbacks {
 
   struct HeaderScan {
     unsigned max_line;
+    std::vector<std::pair<std::string_view, std::string_view>> &out;
     bool too_long = false;
-    std::vector<std::pair<std::string_view, std::string_view>> *out = nullptr;
   };
 
   static MHD_Result ScanHeader(void *cls, MHD_ValueKind, const char *key, size_t key_size, const char *value,
                                size_t value_size) {
     auto *scan = static_cast<HeaderScan *>(cls);
     if (key_size + 2 + value_size > scan->max_line) scan->too_long = true;
-    if (scan->out != nullptr)
-      scan->out->emplace_back(std::string_view(key, key_size),
-                              value != nullptr ? std::string_view(value, value_size) : std::string_view());
+    scan->out.emplace_back(std::string_view(key, key_size),
+                           value != nullptr ? std::string_view(value, value_size) : std::string_view());
     return MHD_YES;
   }
 
   // The checks made once the headers are in. True when the request may go on; otherwise an error
   // response is queued.
-  static bool Admit(HttpFront &front, MHD_Connection *c, HttpFront::Connection *conn, const char *method,
-                    const char *version) {
+  static bool Admit(HttpFront &front, MHD_Connection *c, HttpFront::Connection *conn, Request &request,
+                    const char *method, const char *version) {
     const Configuration &config = front.config_;
     const char *host = MHD_lookup_connection_value(c, MHD_HEADER_KIND, MHD_HTTP_HEADER_HOST);
     if (host == nullptr) {
@@ -175,10 +177,9 @@ struct FrontCallbacks {
       SendError(front, c, 421);
       return false;
     }
-    int count = MHD_get_connection_values(c, MHD_HEADER_KIND, nullptr, nullptr);
-    HeaderScan scan{config.max_line_bytes};
+    HeaderScan scan{config.max_line_bytes, request.headers};
     MHD_get_connection_values_n(c, MHD_HEADER_KIND, ScanHeader, &scan);
-    if (count < 0 || static_cast<unsigned>(count) > config.max_headers || scan.too_long) {
+    if (request.headers.size() > config.max_headers || scan.too_long) {
       SendError(front, c, 431);
       return false;
     }
@@ -207,7 +208,7 @@ struct FrontCallbacks {
     if (request == nullptr) {
       request = new Request();
       *con_cls = request;
-      if (!Admit(front, c, conn, method, version)) request->answered = true;
+      if (!Admit(front, c, conn, *request, method, version)) request->answered = true;
       return MHD_YES;
     }
     if (request->answered) {
@@ -236,8 +237,7 @@ struct FrontCallbacks {
     HttpRequest http;
     http.method = method;
     http.target = conn != nullptr ? std::string_view(conn->raw_uri) : std::string_view(url);
-    HeaderScan scan{~0u, false, &http.headers};
-    MHD_get_connection_values_n(c, MHD_HEADER_KIND, ScanHeader, &scan);
+    http.headers = std::move(request->headers);
     http.body = request->body;
     Route route = MapRequest(http, front.services_.Schemas());
     request->answered = true;

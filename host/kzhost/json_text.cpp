@@ -121,7 +121,8 @@ std::optional<std::string> MemberString(const char16_t *text, std::string_view k
 // One pass: the reader feeds the document through the depth guard.
 class DocumentBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, DocumentBuilder> {
  public:
-  DocumentBuilder(rapidjson::Document &doc, int max_depth) : doc_(doc), max_depth_(std::min(max_depth, kMaxJsonDepth)) {}
+  DocumentBuilder(rapidjson::Document &doc, int max_depth)
+      : doc_(doc), max_depth_(std::min(max_depth, kMaxJsonDepth)) {}
   bool Null() { return doc_.Null(); }
   bool Bool(bool b) { return doc_.Bool(b); }
   bool Int(int i) { return doc_.Int(i); }
