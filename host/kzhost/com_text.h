@@ -60,6 +60,14 @@ class ByteArray {
   ByteArray() = default;
   ByteArray(const ByteArray &) = delete;
   ByteArray &operator=(const ByteArray &) = delete;
+  ByteArray(ByteArray &&other) noexcept : array_(other.release()) {}
+  ByteArray &operator=(ByteArray &&other) noexcept {
+    if (this != &other) {
+      SafeArrayDestroy(array_);
+      array_ = other.release();
+    }
+    return *this;
+  }
   ~ByteArray() { SafeArrayDestroy(array_); }
   SAFEARRAY **out() {
     SafeArrayDestroy(array_);

@@ -125,16 +125,16 @@ struct FrontCallbacks {
   }
 
   static MHD_Result SendReply(HttpFront &front, MHD_Connection *c, Reply &reply) {
-    if (reply.bytes == nullptr) return SendText(front, c, MHD_HTTP_OK, reply.content_type, reply.text);
+    SAFEARRAY *array = reply.bytes.get();
+    if (array == nullptr) return SendText(front, c, MHD_HTTP_OK, reply.content_type, reply.text);
     const void *data = nullptr;
     size_t size = 0;
-    ArrayBytes(reply.bytes, &data, &size);
+    ArrayBytes(array, &data, &size);
     // The response keeps the array and destroys it when it has been sent.
-    SAFEARRAY *array = reply.bytes;
     MHD_Response *response =
         MHD_create_response_from_buffer_with_free_callback_cls(size, const_cast<void *>(data), FreeArray, array);
     if (response == nullptr) return MHD_NO;
-    reply.bytes = nullptr;
+    reply.bytes.release();
     return Send(front, c, MHD_HTTP_OK, response, reply.content_type);
   }
 

@@ -61,22 +61,6 @@ IRESTRequestHandler *MakeInstance(const ServiceConfig &service, HRESULT *result)
 
 }  // namespace
 
-Reply::Reply(Reply &&other) noexcept
-    : content_type(std::move(other.content_type)), text(std::move(other.text)), bytes(other.bytes) {
-  other.bytes = nullptr;
-}
-
-Reply &Reply::operator=(Reply &&other) noexcept {
-  if (this != &other) {
-    SafeArrayDestroy(bytes);
-    content_type = std::move(other.content_type);
-    text = std::move(other.text);
-    bytes = other.bytes;
-    other.bytes = nullptr;
-  }
-  return *this;
-}
-
 Reply ErrorReply(RestError error, std::string_view detail) {
   Reply r;
   r.content_type = "text/plain";
@@ -197,7 +181,7 @@ Reply ServiceHost::Call(const Route &route) {
     size_t size;
     if (!ArrayBytes(response_data.get(), &data, &size))
       return ErrorReply(RestError::kGeneric, "The service answered something other than bytes.");
-    reply.bytes = response_data.release();
+    reply.bytes = std::move(response_data);
   }
   return reply;
 }

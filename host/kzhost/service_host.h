@@ -27,11 +27,7 @@ namespace kzhost {
 struct Reply {
   std::string content_type;
   std::string text;
-  SAFEARRAY *bytes = nullptr;  // owned; when set, the body is its bytes
-  Reply() = default;
-  Reply(Reply &&other) noexcept;
-  Reply &operator=(Reply &&other) noexcept;
-  ~Reply() { SafeArrayDestroy(bytes); }
+  ByteArray bytes;  // when set, the body is its bytes
 };
 
 Reply ErrorReply(RestError error, std::string_view detail);

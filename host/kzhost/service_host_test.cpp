@@ -75,7 +75,7 @@ TEST(ServiceHostTest, InstancesAreLentToOneRequestAtATimeAndReturned) {
     for (int t = 0; t < kThreads; ++t)
       threads.emplace_back([&] {
         for (int i = 0; i < kCalls; ++i)
-          if (host.Call(route).bytes != nullptr) ++answered;
+          if (host.Call(route).bytes.get() != nullptr) ++answered;
       });
     for (auto &t : threads) t.join();
     EXPECT_EQ(answered, kThreads * kCalls);
